@@ -1,0 +1,101 @@
+#include "bench_support.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <type_traits>
+#include <utility>
+
+namespace kxbench {
+namespace {
+
+struct Region {
+  void* data = nullptr;
+  std::size_t bytes = 0;
+};
+
+void* alignedZeroed(std::size_t bytes) {
+  void* data = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
+  if (data == nullptr) std::abort();
+  std::memset(data, 0, bytes);
+  return data;
+}
+
+template <typename T>
+void fillModerate(T* data, std::size_t count) {
+  std::mt19937 engine(12345);
+  for (std::size_t i = 0; i < count; ++i) {
+    const uint32_t bits = engine();
+    if constexpr (std::is_floating_point_v<T>) {
+      data[i] = static_cast<T>(static_cast<int32_t>(bits % 2000001) - 1000000) / T(1000);
+    } else {
+      data[i] = static_cast<T>(bits);
+    }
+  }
+}
+
+}  // namespace
+
+template <typename T>
+T* samples(std::size_t bytes, int slot) {
+  static std::map<int, Region> regions;
+  Region& region = regions[slot];
+  if (region.bytes < bytes) {
+    std::free(region.data);
+    region.data = alignedZeroed(bytes);
+    region.bytes = bytes;
+    fillModerate(static_cast<T*>(region.data), bytes / sizeof(T));
+  }
+  return static_cast<T*>(region.data);
+}
+
+template int8_t* samples<int8_t>(std::size_t, int);
+template uint8_t* samples<uint8_t>(std::size_t, int);
+template int16_t* samples<int16_t>(std::size_t, int);
+template uint16_t* samples<uint16_t>(std::size_t, int);
+template int32_t* samples<int32_t>(std::size_t, int);
+template uint32_t* samples<uint32_t>(std::size_t, int);
+template int64_t* samples<int64_t>(std::size_t, int);
+template float* samples<float>(std::size_t, int);
+template double* samples<double>(std::size_t, int);
+
+void* scratch(std::size_t bytes, int slot) {
+  static std::map<int, Region> regions;
+  Region& region = regions[slot];
+  if (region.bytes < bytes) {
+    std::free(region.data);
+    region.data = alignedZeroed(bytes);
+    region.bytes = bytes;
+  }
+  return region.data;
+}
+
+void registerSingle(const std::string& name, Body body) {
+  for (std::size_t bytes : kBlockBytes) {
+    benchmark::RegisterBenchmark(
+        (name + "/" + std::to_string(bytes)).c_str(),
+        [body, bytes](benchmark::State& state) {
+          body(state, bytes);
+          state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+        })
+        ->Unit(benchmark::kMicrosecond);
+  }
+}
+
+void registerVariants(const std::string& name, Body generic, Body avx2) {
+  // Sizes outermost, so that generic and avx2 of one size run next to each other.
+  for (std::size_t bytes : kBlockBytes) {
+    for (auto& [variant, body] : {std::pair{"generic", generic}, std::pair{"avx2", avx2}}) {
+      benchmark::RegisterBenchmark(
+          (name + "/" + variant + "/" + std::to_string(bytes)).c_str(),
+          [body, bytes](benchmark::State& state) {
+            body(state, bytes);
+            state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+          })
+          ->Unit(benchmark::kMicrosecond);
+    }
+  }
+}
+
+}  // namespace kxbench

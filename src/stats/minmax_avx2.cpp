@@ -1,0 +1,104 @@
+// Minimum and maximum of a block on 256-bit vectors: the first block (unaligned) seeds the
+// lane-wise extremes, the aligned body and the last block (unaligned) are combined into
+// them, and the lanes are reduced by halving.
+#include "core/align.h"
+#include "core/avx2.h"
+#include "stats/element_loops.h"
+#include "stats/stats.h"
+
+#include <type_traits>
+
+namespace kx::avx2 {
+namespace {
+
+template <typename Vec>
+struct Extremes {
+  typename Vec::V low;
+  typename Vec::V high;
+
+  void combine(typename Vec::V values) {
+    low = Vec::min(low, values);
+    high = Vec::max(high, values);
+  }
+  void combine(const Extremes& later) {
+    low = Vec::min(low, later.low);
+    high = Vec::max(high, later.high);
+  }
+};
+
+template <typename Vec>
+void foldInOrder(Extremes<Vec>& running, const typename Vec::T* blocks, uint32_t blockCount) {
+#pragma GCC unroll 8
+  for (uint32_t block = 0; block < blockCount; ++block) {
+    running.combine(Vec::load(blocks + block * Vec::kWidth));
+  }
+}
+
+// The floating-point minimum is a chain of 4-cycle operations. On NaN-free data the
+// lane-wise fold is associative (equal values keep the later one either way), so four
+// contiguous quarters of the body are folded side by side and then combined in order:
+// the same bits as one fold. A NaN in a lane breaks associativity, so a body that holds
+// one is folded again in order from the start.
+template <typename Vec>
+void foldBody(Extremes<Vec>& running, const typename Vec::T* body, uint32_t blockCount) {
+  constexpr uint32_t kWidth = Vec::kWidth;
+  if constexpr (std::is_floating_point_v<typename Vec::T>) {
+    const uint32_t quarter = blockCount / 4;
+    if (quarter >= 2) {
+      const typename Vec::T* starts[4] = {body, body + quarter * kWidth,
+                                          body + 2 * quarter * kWidth, body + 3 * quarter * kWidth};
+      Extremes<Vec> part[4];
+      for (int q = 0; q < 4; ++q) part[q].low = part[q].high = Vec::load(starts[q]);
+      auto nanLanes = Vec::orMask(Vec::unordered(part[0].low, part[1].low),
+                                  Vec::unordered(part[2].low, part[3].low));
+      for (uint32_t block = 1; block < quarter; ++block) {
+        typename Vec::V values[4];
+        for (int q = 0; q < 4; ++q) {
+          values[q] = Vec::load(starts[q] + block * kWidth);
+          part[q].combine(values[q]);
+        }
+        nanLanes = Vec::orMask(nanLanes, Vec::orMask(Vec::unordered(values[0], values[1]),
+                                                     Vec::unordered(values[2], values[3])));
+      }
+      if (!Vec::anyLane(nanLanes)) {
+        for (int q = 0; q < 4; ++q) running.combine(part[q]);
+        foldInOrder(running, body + 4 * quarter * kWidth, blockCount - 4 * quarter);
+        return;
+      }
+    }
+  }
+  foldInOrder(running, body, blockCount);
+}
+
+template <typename T>
+void minMax(const T* data, uint32_t count, T* minimum, T* maximum) {
+  using Vec = Vec256<T>;
+  if (count < Vec::kWidth) {
+    stats::minMaxElementLoop(data, count, minimum, maximum);
+    return;
+  }
+  const auto first = Vec::loadu(data);
+  Extremes<Vec> running{first, first};
+  const Split split = splitAfterHead<Vec::kWidth>(headCount<32>(data), count);
+  foldBody(running, data + split.head, split.blocks);
+  running.combine(Vec::loadu(data + count - Vec::kWidth));
+  *minimum = Vec::reduceMin(running.low);
+  *maximum = Vec::reduceMax(running.high);
+}
+
+}  // namespace
+
+void getMinMax(const int16_t* data, uint32_t count, int16_t* minimum, int16_t* maximum) {
+  minMax(data, count, minimum, maximum);
+}
+void getMinMax(const int32_t* data, uint32_t count, int32_t* minimum, int32_t* maximum) {
+  minMax(data, count, minimum, maximum);
+}
+void getMinMax(const float* data, uint32_t count, float* minimum, float* maximum) {
+  minMax(data, count, minimum, maximum);
+}
+void getMinMax(const double* data, uint32_t count, double* minimum, double* maximum) {
+  minMax(data, count, minimum, maximum);
+}
+
+}  // namespace kx::avx2
