@@ -56,7 +56,7 @@ void moveStrided(int16_t* destination, const int16_t* source, uint32_t count, in
                  int16_t* maximum, double* sum, double* sumOfSquares, float offset,
                  std::ptrdiff_t stride) {
   const Split split = splitAfterHead<kWidth>(headCount<32>(destination), count);
-  stats::moveSingly<true>(destination, source, split.head, stride, minimum, maximum, sum,
+  stats::moveSingly<true>(destination, source, 0, split.head, stride, minimum, maximum, sum,
                           sumOfSquares, offset);
   Extremes running;
   running.low.fill(*minimum);
@@ -72,9 +72,9 @@ void moveStrided(int16_t* destination, const int16_t* source, uint32_t count, in
   }
   accumulators.addTo(sum, sumOfSquares);
   running.store(minimum, maximum);
-  const std::ptrdiff_t done = split.head + split.blocks * kWidth;
-  stats::moveSingly<true>(destination + done, source + done * stride, split.tail, stride, minimum,
-                          maximum, sum, sumOfSquares, offset);
+  const uint32_t done = split.head + split.blocks * kWidth;
+  stats::moveSingly<true>(destination, source, done, count, stride, minimum, maximum, sum,
+                          sumOfSquares, offset);
 }
 
 // Stride 1: the source is the aligned side. The first and the last block cover the head and
@@ -85,8 +85,8 @@ void moveContiguous(int16_t* destination, const int16_t* source, uint32_t count,
   const Block first = loadLanes<int16_t, kWidth>(source);
   Extremes running{first, first};
   const Split split = splitAfterHead<kWidth>(headCount<32>(source), count);
-  stats::moveSingly<false>(destination, source, split.head, 1, minimum, maximum, sum, sumOfSquares,
-                           offset);
+  stats::moveSingly<false>(destination, source, 0, split.head, 1, minimum, maximum, sum,
+                           sumOfSquares, offset);
   Accumulators accumulators;
   for (uint32_t block = 0; block < split.blocks; ++block) {
     const uint32_t start = split.head + block * kWidth;
@@ -98,8 +98,8 @@ void moveContiguous(int16_t* destination, const int16_t* source, uint32_t count,
   accumulators.addTo(sum, sumOfSquares);
   running.combine(loadLanes<int16_t, kWidth>(source + count - kWidth));
   const uint32_t done = split.head + split.blocks * kWidth;
-  stats::moveSingly<false>(destination + done, source + done, split.tail, 1, minimum, maximum, sum,
-                           sumOfSquares, offset);
+  stats::moveSingly<false>(destination, source, done, count, 1, minimum, maximum, sum, sumOfSquares,
+                           offset);
   running.store(minimum, maximum);
 }
 
@@ -109,8 +109,8 @@ void moveAndGetMinMaxAveRms(int16_t* destination, const int16_t* source, uint32_
                             int16_t* minimum, int16_t* maximum, double* sum, double* sumOfSquares,
                             float offset, int32_t stride) {
   if (count < kWidth) {
-    stats::moveSingly<true>(destination, source, count, stride, minimum, maximum, sum, sumOfSquares,
-                            offset);
+    stats::moveSingly<true>(destination, source, 0, count, stride, minimum, maximum, sum,
+                            sumOfSquares, offset);
   } else if (stride >= 2) {
     moveStrided(destination, source, count, minimum, maximum, sum, sumOfSquares, offset, stride);
   } else {
