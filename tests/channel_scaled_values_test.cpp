@@ -257,6 +257,7 @@ const Conversion kConversions[] = {
     {"Uint8Max", RawType_uint8_t, 0xFF, 1, 0.5, 255.5, 255.5},
     // Multiply and add are rounded separately: the float product 3 + 1.5 * 2^-22 ties to
     // 3 + 2^-21, where a fused multiply-add would give 3 * 2^-23.
+    {"Int32NotFused", RawType_int32_t, 3, 1.0 + 0x1p-23, -3, 0x1p-21, 3 * 0x1p-23},
     {"FloatNotFused", RawType_float, std::bit_cast<uint32_t>(1.0f + 0x1p-23f), 3, -3, 0x1p-21,
      3 * 0x1p-23},
 };
