@@ -4,6 +4,9 @@
 // added in two separately rounded steps, and stored to the aligned output.
 #include <immintrin.h>
 
+#include <cstdint>
+#include <type_traits>
+
 #include "channel/channel.h"
 #include "channel/scaled_loops.h"
 
