@@ -7,53 +7,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 
 namespace kx::channel {
 namespace {
 
-inline constexpr uint32_t kRawTypeCount = 9;
-
 // The raw element of each type code, in code order (the order is part of the interface).
+using RawElements =
+    std::tuple<uint8_t, int8_t, int16_t, uint16_t, int32_t, float, int64_t, double, uint32_t>;
+inline constexpr uint32_t kRawTypeCount = std::tuple_size_v<RawElements>;
 template <uint32_t Code>
-struct RawElementOf;
-template <>
-struct RawElementOf<0> {
-  using type = uint8_t;
-};
-template <>
-struct RawElementOf<1> {
-  using type = int8_t;
-};
-template <>
-struct RawElementOf<2> {
-  using type = int16_t;
-};
-template <>
-struct RawElementOf<3> {
-  using type = uint16_t;
-};
-template <>
-struct RawElementOf<4> {
-  using type = int32_t;
-};
-template <>
-struct RawElementOf<5> {
-  using type = float;
-};
-template <>
-struct RawElementOf<6> {
-  using type = int64_t;
-};
-template <>
-struct RawElementOf<7> {
-  using type = double;
-};
-template <>
-struct RawElementOf<8> {
-  using type = uint32_t;
-};
-template <uint32_t Code>
-using RawElement = typename RawElementOf<Code>::type;
+using RawElement = std::tuple_element_t<Code, RawElements>;
 
 // One channel's samples: sample i lies i * stride raw elements from the first. The stride
 // may be zero or negative, so the step is a signed byte distance.
