@@ -406,6 +406,15 @@ INSTANTIATE_TEST_SUITE_P(
                  0x1p-10,
                  {0, 0, 0, 0},
                  {32767, 32767, 8 * 32767.0, 8 * kShiftedSquare}},
+        // On the vector path the latest of equal extremes wins: lane 0 holds +0, +0, -0, -1
+        // in the body, so the maximum is the -0 of the third block.
+        EdgeCase{"DoubleVectorKeepsLatestOfEqualExtremes",
+                 Type::Double,
+                 {0, -5, -5, -5, 0, -5, -5, -5, -0.0, -5, -5, -5, -1, -5, -5, -5, -5, -5, -5, -5},
+                 0,
+                 0,
+                 {0, 0, 0, 0},
+                 {-5, -0.0, -81, 401}},
         // A masked-out lane is multiplied by 0.0: an infinity there (sample 7, outside the
         // head of seven) makes both sums NaN, while inside the mask it stays infinite.
         EdgeCase{"FloatInfinityInMaskedOutLane",
