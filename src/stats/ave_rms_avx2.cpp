@@ -112,34 +112,40 @@ void foldBody(Extremes<typename Member<T>::Vec>& extremes, RunningSums& lanes, c
   using M = Member<T>;
   using Vec = typename M::Vec;
   constexpr uint32_t kWidth = Vec::kWidth;
+  auto fold = [&](const T* block) {
+    const auto values = Vec::load(block);
+    extremes.combine(values);
+    M::add(lanes, values, offset);
+  };
   uint32_t block = 0;
   for (; block + M::kUnroll <= blockCount; block += M::kUnroll) {
     const T* round = body + block * kWidth;
+#pragma GCC unroll 4
     for (uint32_t line = 0; line < M::kUnroll * sizeof(typename Vec::V); line += 64) {
       _mm_prefetch(reinterpret_cast<const char*>(round) + line + M::kPrefetchBytes, _MM_HINT_T0);
     }
-    typename Vec::V values[M::kUnroll];
-    for (uint32_t step = 0; step < M::kUnroll; ++step) {
-      values[step] = Vec::load(round + step * kWidth);
-      M::add(lanes, values[step], offset);
-    }
     if constexpr (M::kPairwiseExtremes) {
       static_assert(M::kUnroll == 4);
-      Extremes<Vec> first(values[0]);
-      first.combine(values[1]);
-      Extremes<Vec> second(values[2]);
-      second.combine(values[3]);
-      first.combine(second);
-      extremes.combine(first);
+      const auto b0 = Vec::load(round);
+      const auto b1 = Vec::load(round + kWidth);
+      const auto b2 = Vec::load(round + 2 * kWidth);
+      const auto b3 = Vec::load(round + 3 * kWidth);
+      M::add(lanes, b0, offset);
+      M::add(lanes, b1, offset);
+      M::add(lanes, b2, offset);
+      M::add(lanes, b3, offset);
+      Extremes<Vec> earlier(b0);
+      earlier.combine(b1);
+      Extremes<Vec> later(b2);
+      later.combine(b3);
+      earlier.combine(later);
+      extremes.combine(earlier);
     } else {
-      for (uint32_t step = 0; step < M::kUnroll; ++step) extremes.combine(values[step]);
+#pragma GCC unroll 4
+      for (uint32_t step = 0; step < M::kUnroll; ++step) fold(round + step * kWidth);
     }
   }
-  for (; block < blockCount; ++block) {
-    const auto values = Vec::load(body + block * kWidth);
-    extremes.combine(values);
-    M::add(lanes, values, offset);
-  }
+  for (; block < blockCount; ++block) fold(body + block * kWidth);
 }
 
 // True when a sum lane is NaN: a NaN sample passed through it (or infinities of both signs).
