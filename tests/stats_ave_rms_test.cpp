@@ -152,9 +152,9 @@ TYPED_TEST(AveRms, ExactSumsOnEveryPath) {
   }
 }
 
-// The cases of the description that catch real faults: the merge/replace asymmetry of the
-// extremes, the offset kept out of the plain sum, the precision in which each path adds
-// the offset, and the masked lanes of the float member.
+// Fixed cases: the merge/replace asymmetry of the extremes, the offset kept out of the plain
+// sum, the precision in which each path adds the offset, the latest of equal extremes on the
+// vector path, and the masked lanes of the float member.
 enum class Type { Float, Double, Int16, Int32 };
 
 struct EdgeCase {

@@ -102,10 +102,11 @@ struct Member<int32_t> {
 };
 
 // The aligned body: every block joins the sums in order, and the extremes either in order
-// or, for a member with pairwise extremes, as ((b0, b1), (b2, b3)) per round. Without NaN
-// the two agree bit for bit: the lane-wise fold keeps the least (greatest) value and, among
-// equal ones, the latest, and so does any grouping of neighbours combined in order. A NaN
-// breaks that, so the caller folds the extremes again in order when the sums saw one.
+// or, for a member with pairwise extremes, as ((b0, b1), (b2, b3)) per round, which takes
+// the minimum off the add chain's pace. Without NaN the two agree bit for bit: folding in
+// order keeps the least (greatest) value and, among equal ones such as -0 and +0, the
+// latest, and so does folding neighbouring runs and combining them in order. A NaN breaks
+// that, so the caller folds the extremes again in order when the sums saw one.
 template <typename T>
 void foldBody(Extremes<typename Member<T>::Vec>& extremes, RunningSums& lanes, const T* body,
               uint32_t blockCount, __m256d offset) {
