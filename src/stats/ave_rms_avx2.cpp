@@ -4,30 +4,11 @@
 #include "core/align.h"
 #include "core/avx2.h"
 #include "stats/element_loops.h"
+#include "stats/extremes_avx2.h"
 #include "stats/stats.h"
 
 namespace kx::avx2 {
 namespace {
-
-template <typename Vec>
-struct Extremes {
-  typename Vec::V low;
-  typename Vec::V high;
-
-  explicit Extremes(typename Vec::V first) : low(first), high(first) {}
-  void combine(typename Vec::V values) {
-    low = Vec::min(low, values);
-    high = Vec::max(high, values);
-  }
-  void combine(const Extremes& later) {
-    low = Vec::min(low, later.low);
-    high = Vec::max(high, later.high);
-  }
-  void store(typename Vec::T* minimum, typename Vec::T* maximum) const {
-    *minimum = Vec::reduceMin(low);
-    *maximum = Vec::reduceMax(high);
-  }
-};
 
 struct RunningSums {
   __m256d sum;
