@@ -1,6 +1,8 @@
 // Memory baselines that the streaming kernels are quoted against.
 #include <immintrin.h>
 
+#include <string>
+
 #include "bench_support.h"
 
 namespace kxbench {
@@ -47,11 +49,21 @@ void copyBaseline(void* destination, const void* source, std::size_t bytes) {
 
 namespace {
 
+// One read baseline per sample type, over the very buffer that type's kernels read.
+template <typename T>
+void registerReadBaseline(const char* typeName) {
+  registerSingle(std::string("ReadBaseline_") + typeName,
+                 [](benchmark::State& state, std::size_t bytes) {
+                   const void* data = samples<T>(bytes);
+                   for (auto _ : state) benchmark::DoNotOptimize(readBaseline(data, bytes));
+                 });
+}
+
 const bool registered = [] {
-  registerSingle("ReadBaseline", [](benchmark::State& state, std::size_t bytes) {
-    const void* data = samples<uint8_t>(bytes);
-    for (auto _ : state) benchmark::DoNotOptimize(readBaseline(data, bytes));
-  });
+  registerReadBaseline<int16_t>("int16_t");
+  registerReadBaseline<int32_t>("int32_t");
+  registerReadBaseline<float>("float");
+  registerReadBaseline<double>("double");
   return true;
 }();
 

@@ -1,5 +1,7 @@
 #include "bench_support.h"
 
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -15,10 +17,16 @@ struct Region {
   std::size_t bytes = 0;
 };
 
+// Large regions ask for transparent huge pages, so that blocks beyond the cache measure
+// memory bandwidth rather than page walks.
 void* alignedZeroed(std::size_t bytes) {
-  void* data = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
+  constexpr std::size_t kHugePage = std::size_t{2} << 20;
+  const std::size_t alignment = bytes >= kHugePage ? kHugePage : 64;
+  const std::size_t size = (bytes + alignment - 1) / alignment * alignment;
+  void* data = std::aligned_alloc(alignment, size);
   if (data == nullptr) std::abort();
-  std::memset(data, 0, bytes);
+  if (alignment == kHugePage) madvise(data, size, MADV_HUGEPAGE);
+  std::memset(data, 0, size);
   return data;
 }
 

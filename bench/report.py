@@ -10,11 +10,40 @@ import sys
 from collections import defaultdict
 
 SIZE_NAMES = {16384: "16 KiB (L1)", 1048576: "1 MiB (L2)", 1073741824: "1 GiB (beyond LLC)"}
-# Kernels quoted against a copy baseline moving the same bytes instead of the read baseline.
-COPY_BASELINES = {
-    "ConvertInt32ToInt16": "CopyBaseline_Int32ToInt16",
-    "ConvertInt16ToInt32": "CopyBaseline_Int16ToInt32",
-}
+# The baseline each streaming kernel is quoted against at the largest block: the read baseline
+# for kernels that only read, a copy moving the same bytes for the conversions.
+BASELINES = [
+    ("GetMinMaxAveRMS_int16_t", "ReadBaseline_int16_t"),
+    ("GetMinMaxAveRMS_int32_t", "ReadBaseline_int32_t"),
+    ("GetMinMaxAveRMS_float", "ReadBaseline_float"),
+    ("GetMinMaxAveRMS_double", "ReadBaseline_double"),
+    ("GetMinMax_int16_t", "ReadBaseline_int16_t"),
+    ("GetMinMax_int32_t", "ReadBaseline_int32_t"),
+    ("GetMinMax_float", "ReadBaseline_float"),
+    ("GetMinMax_double", "ReadBaseline_double"),
+    ("SumSquaredValues_float", "ReadBaseline_float"),
+    ("MultiplyVectorsAndCalcSum_float", "ReadBaseline_float"),
+    ("ConvertInt", "CopyBaseline"),
+    ("ChannelScaledValues_float_int16_stride1", "CopyBaseline_Int16ToFloat"),
+    ("ChannelScaledValues_float_aligned_output_int16_stride1", "CopyBaseline_Int16ToFloat"),
+]
+VARIANTS = ("generic", "avx2")
+
+HEADER = """# Performance
+
+Regenerate this file with one command: `scripts/bench` (it builds the benchmarks, runs every
+export of both variants side by side with the memory baselines, and rewrites this file).
+
+Run of {date} on {cpus} CPUs at {mhz} MHz ({caches}); {runs}, interleaved at random.
+Figures are GB/s (1e9 bytes per second) of the block: the bytes of the input array for the
+statistics and the arithmetic, the int32_t side for the integer conversions, the raw run plus
+the output for the scaled channel values. The last column quotes the avx2 variant at the largest
+block against the baseline that moves the same bytes: the read baseline over the same
+buffer (an unrolled four-accumulator AVX2 sum) for kernels that only read, a copy baseline for the conversions.
+
+The machine is a shared virtual machine: beyond the cache, memory bandwidth moves with other
+tenants' traffic, so compare neighbouring columns of one run rather than runs.
+"""
 
 
 def main():
@@ -31,17 +60,20 @@ def main():
     baselines = defaultdict(dict)  # baseline -> bytes -> GB/s
     for name, speed in speeds.items():
         parts = name.split("/")
-        if len(parts) == 3:
-            kernels[parts[0]][(parts[1], int(parts[2]))] = speed
-        elif len(parts) == 2:
-            baselines[parts[0]][int(parts[1])] = speed
+        size = int(parts[-1])
+        if len(parts) >= 3 and parts[-2] in VARIANTS:
+            kernels["/".join(parts[:-2])][(parts[-2], size)] = speed
+        else:
+            baselines["/".join(parts[:-1])][size] = speed
 
     sizes = sorted({size for table in kernels.values() for _, size in table})
     largest = sizes[-1] if sizes else None
     context = report.get("context", {})
-    print(f"Machine: {context.get('num_cpus', '?')} CPUs at {context.get('mhz_per_cpu', '?')} MHz; "
-          f"{'medians of ' + str(context.get('repetitions', '')) + ' repetitions' if medians else 'single runs'}.")
-    print()
+    caches = ", ".join(f"L{c['level']} {c['type'].lower()} {c['size'] // 1024} KiB"
+                       for c in context.get("caches", []))
+    print(HEADER.format(cpus=context.get("num_cpus", "?"), mhz=context.get("mhz_per_cpu", "?"),
+                        caches=caches or "?", date=context.get("date", "?"),
+                        runs="medians of 5 repetitions" if medians else "single runs"))
     header = "| Export | " + " | ".join(
         f"{SIZE_NAMES.get(s, s)} generic | avx2 | avx2/generic" for s in sizes)
     print(header + " | avx2 / baseline at " + SIZE_NAMES.get(largest, "") + " |")
@@ -53,14 +85,12 @@ def main():
             generic, avx2 = table.get(("generic", size)), table.get(("avx2", size))
             ratio = f"{avx2 / generic:.2f}x" if generic and avx2 else "-"
             cells += [f"{generic:.2f}" if generic else "-", f"{avx2:.2f}" if avx2 else "-", ratio]
-        baseline_name = next((b for k, b in COPY_BASELINES.items() if export.startswith(k)),
+        baseline_name = next((base for prefix, base in BASELINES if export.startswith(prefix)),
                              None)
-        if baseline_name is None:
-            baseline_name = next((b for b in baselines if b.startswith("CopyBaseline_") and
-                                  export.endswith(b[len("CopyBaseline_"):])), "ReadBaseline")
         baseline = baselines.get(baseline_name, {}).get(largest)
         avx2 = table.get(("avx2", largest))
-        fraction = f"{100 * avx2 / baseline:.0f}% of {baseline_name}" if baseline and avx2 else "-"
+        fraction = (f"{100 * avx2 / baseline:.0f}% of {baseline_name}"
+                    if baseline_name and baseline and avx2 else "-")
         print(f"| {export} | " + " | ".join(cells) + f" | {fraction} |")
     print()
     print("| Baseline | " + " | ".join(SIZE_NAMES.get(s, str(s)) for s in sizes) + " |")
