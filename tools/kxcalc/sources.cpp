@@ -41,8 +41,8 @@ class RawFile final : public FrameSource {
 
     struct stat status {};
     checkReadable(path, status);
-    file_ = std::fopen(path.c_str(), "rb");
-    if (file_ == nullptr) {
+    file_.reset(std::fopen(path.c_str(), "rb"));
+    if (!file_) {
       throw Failure(format("cannot open '%s': %s", path.c_str(), std::strerror(errno)));
     }
     const uint64_t frameSize = frameBytes();
@@ -69,14 +69,10 @@ class RawFile final : public FrameSource {
                           frameText.c_str());
   }
 
-  ~RawFile() override {
-    if (file_ != nullptr) std::fclose(file_);
-  }
-
   size_t read(void* buffer, size_t maxFrames) override {
     const size_t frameSize = frameBytes();
-    const size_t bytes = std::fread(buffer, 1, maxFrames * frameSize, file_);
-    if (std::ferror(file_)) {
+    const size_t bytes = std::fread(buffer, 1, maxFrames * frameSize, file_.get());
+    if (std::ferror(file_.get())) {
       throw Failure(format("cannot read '%s': %s", path_.c_str(), std::strerror(errno)));
     }
     if (bytes % frameSize != 0) {
@@ -87,8 +83,11 @@ class RawFile final : public FrameSource {
   }
 
  private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
   std::string path_;
-  std::FILE* file_ = nullptr;
+  std::unique_ptr<std::FILE, Close> file_;  // closed also when the constructor throws
 };
 
 // Sound files are read in the narrowest library type that holds their samples exactly,
@@ -99,8 +98,8 @@ class SoundFile final : public FrameSource {
     struct stat status {};
     checkReadable(path, status);
     SF_INFO info{};
-    file_ = sf_open(path.c_str(), SFM_READ, &info);
-    if (file_ == nullptr) {
+    file_.reset(sf_open(path.c_str(), SFM_READ, &info));
+    if (!file_) {
       throw Failure(format("cannot read '%s' as a sound file (%s); for raw binary data give --type",
                            path.c_str(), sf_strerror(nullptr)));
     }
@@ -139,29 +138,25 @@ class SoundFile final : public FrameSource {
                           durationText(frames_, sampleRate_).c_str());
   }
 
-  ~SoundFile() override {
-    if (file_ != nullptr) sf_close(file_);
-  }
-
   size_t read(void* buffer, size_t maxFrames) override {
     const auto frames = static_cast<sf_count_t>(maxFrames);
     sf_count_t got = 0;
     switch (type_) {
       case RawType_int16_t:
-        got = sf_readf_short(file_, static_cast<short*>(buffer), frames);
+        got = sf_readf_short(file_.get(), static_cast<short*>(buffer), frames);
         break;
       case RawType_int32_t:
-        got = sf_readf_int(file_, static_cast<int*>(buffer), frames);
+        got = sf_readf_int(file_.get(), static_cast<int*>(buffer), frames);
         break;
       case RawType_double:
-        got = sf_readf_double(file_, static_cast<double*>(buffer), frames);
+        got = sf_readf_double(file_.get(), static_cast<double*>(buffer), frames);
         break;
       default:
-        got = sf_readf_float(file_, static_cast<float*>(buffer), frames);
+        got = sf_readf_float(file_.get(), static_cast<float*>(buffer), frames);
         break;
     }
-    if (got < frames && sf_error(file_) != SF_ERR_NO_ERROR) {
-      throw Failure(format("cannot read '%s': %s", path_.c_str(), sf_strerror(file_)));
+    if (got < frames && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+      throw Failure(format("cannot read '%s': %s", path_.c_str(), sf_strerror(file_.get())));
     }
     return static_cast<size_t>(got);
   }
@@ -176,8 +171,11 @@ class SoundFile final : public FrameSource {
     return kxtool::format("format 0x%x", format);
   }
 
+  struct Close {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+  };
   std::string path_;
-  SNDFILE* file_ = nullptr;
+  std::unique_ptr<SNDFILE, Close> file_;  // closed also when the constructor throws
 };
 
 }  // namespace
