@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Usage: tool_test.sh CASE KXCALC WRITE_TEST_FILE STUB_LIBRARY
 # Runs one case of the kxcalc program's tests. Exit 0 passed, 1 failed, 77 skipped.
+# Sample lists and argument sets are split into words on purpose.
+# shellcheck disable=SC2046,SC2086
 set -uo pipefail
 case_name=$1 kxcalc=$2 write_file=$3 stub_library=$4
 
@@ -83,7 +85,7 @@ default_run)
   for channel in 0 1 2 3; do
     expected=$(sed -nE "s/^  channel $channel: .*expect mean ~(\S+), RMS ~(\S+)$/\1 \2/p" "$out")
     actual=$(row $channel)
-    [ -n "$expected" ] && [ -n "$actual" ] || fail "channel $channel missing"
+    if [ -z "$expected" ] || [ -z "$actual" ]; then fail "channel $channel missing"; fi
     awk -v e="$expected" -v a="$actual" 'BEGIN {
           split(e, x, " "); split(a, y, " ")
           d = y[3] - x[1]; if (d < 0) d = -d; if (d > 10) exit 1          # mean
@@ -173,7 +175,7 @@ raw_every_type)
 
 single_precision)
   # 4294967295 is exact in double and rounds to 2^32 in single precision.
-  "$write_file" raw uint32 "$work/top.raw" $(for i in $(seq 20); do echo 4294967295; done)
+  "$write_file" raw uint32 "$work/top.raw" $(yes 4294967295 | head -n 20)
   succeeds --type uint32 "$work/top.raw"
   expect_row 0 4294967295 4294967295 4294967295 4294967295
   grep -q "kxcalcChannelGetScaledValuesAtPos_double" "$out" || fail "does not name the export"
@@ -257,8 +259,9 @@ error_unknown_option)
 
 error_missing_export)
   # A library of the right name that exports only the version query.
-  mkdir "$work/old" && cp "$kxcalc" "$work/old/kxcalc" && cp "$stub_library" "$work/old/" ||
-    fail "preparing the stub"
+  mkdir "$work/old" || fail "preparing the stub"
+  cp "$kxcalc" "$work/old/kxcalc" || fail "preparing the stub"
+  cp "$stub_library" "$work/old/" || fail "preparing the stub"
   kxcalc=$work/old/kxcalc
   "$write_file" raw int16 "$work/data.raw" 1 2 3 4
   refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcMoveAndGetMinMaxAveRMS_int16_t" \
