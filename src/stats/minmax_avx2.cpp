@@ -45,23 +45,29 @@ void foldBody(Extremes<Vec>& running, const typename Vec::T* body, uint32_t bloc
   if constexpr (std::is_floating_point_v<typename Vec::T>) {
     const uint32_t quarter = blockCount / 4;
     if (quarter >= 2) {
-      const typename Vec::T* starts[4] = {body, body + quarter * kWidth,
-                                          body + 2 * quarter * kWidth, body + 3 * quarter * kWidth};
-      Extremes<Vec> part[4];
-      for (int q = 0; q < 4; ++q) part[q].low = part[q].high = Vec::load(starts[q]);
-      auto nanLanes = Vec::orMask(Vec::unordered(part[0].low, part[1].low),
-                                  Vec::unordered(part[2].low, part[3].low));
-      for (uint32_t block = 1; block < quarter; ++block) {
-        typename Vec::V values[4];
-        for (int q = 0; q < 4; ++q) {
-          values[q] = Vec::load(starts[q] + block * kWidth);
-          part[q].combine(values[q]);
-        }
-        nanLanes = Vec::orMask(nanLanes, Vec::orMask(Vec::unordered(values[0], values[1]),
-                                                     Vec::unordered(values[2], values[3])));
+      const auto* first = body;
+      const auto* second = body + quarter * kWidth;
+      const auto* third = body + 2 * quarter * kWidth;
+      const auto* fourth = body + 3 * quarter * kWidth;
+      auto a = Vec::load(first), b = Vec::load(second), c = Vec::load(third), d = Vec::load(fourth);
+      Extremes<Vec> partA{a, a}, partB{b, b}, partC{c, c}, partD{d, d};
+      auto nanLanes = Vec::orMask(Vec::unordered(a, b), Vec::unordered(c, d));
+      for (uint32_t offset = kWidth; offset < quarter * kWidth; offset += kWidth) {
+        a = Vec::load(first + offset);
+        b = Vec::load(second + offset);
+        c = Vec::load(third + offset);
+        d = Vec::load(fourth + offset);
+        partA.combine(a);
+        partB.combine(b);
+        partC.combine(c);
+        partD.combine(d);
+        nanLanes = Vec::orMask(nanLanes, Vec::orMask(Vec::unordered(a, b), Vec::unordered(c, d)));
       }
       if (!Vec::anyLane(nanLanes)) {
-        for (int q = 0; q < 4; ++q) running.combine(part[q]);
+        running.combine(partA);
+        running.combine(partB);
+        running.combine(partC);
+        running.combine(partD);
         foldInOrder(running, body + 4 * quarter * kWidth, blockCount - 4 * quarter);
         return;
       }
