@@ -27,5 +27,37 @@ int main(void) {
       return 1;
     }
   }
+  {
+    const double samples[3] = {1.0, 2.0, 3.0};
+    double minimum = 100.0, maximum = -100.0, sum = 0.0, sumOfSquares = 0.0;
+    kxcalcGetMinMaxAveRMS_double(samples, 3, &minimum, &maximum, &sum, &sumOfSquares, 10.0);
+    if (minimum != 1.0 || maximum != 3.0 || sum != 6.0 || sumOfSquares != 434.0) {
+      fprintf(stderr, "statistics %g %g %g %g\n", minimum, maximum, sum, sumOfSquares);
+      return 1;
+    }
+  }
+  {
+    const int16_t frames[32] = {5, -1, 7, -1, -3, -1, 2, -1, 0, -1, 9, -1, 1, -1, 4, -1,
+                                6, -1, 8, -1, -2, -1, 3, -1, 1, -1, 0, -1, 2, -1, 5, -1};
+    int16_t channel[16];
+    int16_t minimum = 0, maximum = 0;
+    double sum = 0.0, sumOfSquares = 0.0;
+    kxcalcMoveAndGetMinMaxAveRMS_int16_t(channel, frames, 16, &minimum, &maximum, &sum,
+                                         &sumOfSquares, 0.0f, 2);
+    if (channel[15] != 5 || minimum != -3 || maximum != 9 || sum != 48.0) {
+      fprintf(stderr, "move %d %d %d %g\n", channel[15], minimum, maximum, sum);
+      return 1;
+    }
+  }
+  {
+    const uint16_t raw[4] = {0xFFFF, 0, 1, 2};
+    float values[2] = {0.0f, 0.0f};
+    ScaledValuesRequest_float request = {raw, values, 0.5f, 1.0f, 2, RawType_uint16_t, 2};
+    kxcalcChannelGetScaledValuesAtPos_float(&request);
+    if (values[0] != 32768.5f || values[1] != 1.5f) {
+      fprintf(stderr, "scaled %g %g\n", values[0], values[1]);
+      return 1;
+    }
+  }
   return 0;
 }

@@ -4,27 +4,13 @@
 #include "core/align.h"
 #include "core/avx2.h"
 #include "stats/element_loops.h"
+#include "stats/extremes_avx2.h"
 #include "stats/stats.h"
 
 #include <type_traits>
 
 namespace kx::avx2 {
 namespace {
-
-template <typename Vec>
-struct Extremes {
-  typename Vec::V low;
-  typename Vec::V high;
-
-  void combine(typename Vec::V values) {
-    low = Vec::min(low, values);
-    high = Vec::max(high, values);
-  }
-  void combine(const Extremes& later) {
-    low = Vec::min(low, later.low);
-    high = Vec::max(high, later.high);
-  }
-};
 
 template <typename Vec>
 void foldInOrder(Extremes<Vec>& running, const typename Vec::T* blocks, uint32_t blockCount) {
@@ -50,7 +36,7 @@ void foldBody(Extremes<Vec>& running, const typename Vec::T* body, uint32_t bloc
       const auto* third = body + 2 * quarter * kWidth;
       const auto* fourth = body + 3 * quarter * kWidth;
       auto a = Vec::load(first), b = Vec::load(second), c = Vec::load(third), d = Vec::load(fourth);
-      Extremes<Vec> partA{a, a}, partB{b, b}, partC{c, c}, partD{d, d};
+      Extremes<Vec> partA(a), partB(b), partC(c), partD(d);
       auto nanLanes = Vec::orMask(Vec::unordered(a, b), Vec::unordered(c, d));
       for (uint32_t offset = kWidth; offset < quarter * kWidth; offset += kWidth) {
         a = Vec::load(first + offset);
@@ -84,12 +70,11 @@ void minMax(const T* data, uint32_t count, T* minimum, T* maximum) {
     return;
   }
   const auto first = Vec::loadu(data);
-  Extremes<Vec> running{first, first};
+  Extremes<Vec> running(first);
   const Split split = splitAfterHead<Vec::kWidth>(headCount<32>(data), count);
   foldBody(running, data + split.head, split.blocks);
   running.combine(Vec::loadu(data + count - Vec::kWidth));
-  *minimum = Vec::reduceMin(running.low);
-  *maximum = Vec::reduceMax(running.high);
+  running.store(minimum, maximum);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 
 #include "core/align.h"
 #include "core/avx2.h"
+#include "stats/extremes_avx2.h"
 #include "stats/move_measure.h"
 #include "stats/stats.h"
 
@@ -27,19 +28,7 @@ constexpr uint32_t kWidth = stats::kMoveBlockWidth;
 // that the per-chunk bookkeeping costs nothing.
 constexpr uint32_t kChunkBlocks = 1024;
 
-struct Extremes {
-  __m256i low;
-  __m256i high;
-
-  void combine(__m256i values) {
-    low = Vec::min(low, values);
-    high = Vec::max(high, values);
-  }
-  void store(int16_t* minimum, int16_t* maximum) const {
-    *minimum = Vec::reduceMin(low);
-    *maximum = Vec::reduceMax(high);
-  }
-};
+using Extremes = kx::avx2::Extremes<Vec>;
 
 // Stride 1: aligned loads from the source, unaligned stores to the destination.
 struct ContiguousBody {
@@ -229,7 +218,7 @@ void moveStrided(int16_t* destination, const int16_t* source, uint32_t count, in
   const Split split = splitAfterHead<kWidth>(headCount<32>(destination), count);
   stats::moveSingly<true>(destination, source, 0, split.head, stride, minimum, maximum, sum,
                           sumOfSquares, offset);
-  Extremes running{Vec::broadcast(*minimum), Vec::broadcast(*maximum)};
+  Extremes running(Vec::broadcast(*minimum), Vec::broadcast(*maximum));
   const StridedBody body{source + split.head * stride, destination + split.head, stride};
   moveBody(body, split.blocks, running, offset, sum, sumOfSquares);
   running.store(minimum, maximum);
@@ -244,7 +233,7 @@ void moveStrided(int16_t* destination, const int16_t* source, uint32_t count, in
 void moveContiguous(int16_t* destination, const int16_t* source, uint32_t count, int16_t* minimum,
                     int16_t* maximum, double* sum, double* sumOfSquares, float offset) {
   const __m256i first = Vec::loadu(source);
-  Extremes running{first, first};
+  Extremes running(first);
   const Split split = splitAfterHead<kWidth>(headCount<32>(source), count);
   stats::moveSingly<false>(destination, source, 0, split.head, 1, minimum, maximum, sum,
                            sumOfSquares, offset);
