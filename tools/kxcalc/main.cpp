@@ -121,7 +121,8 @@ void runFile(const Library& library, const Options& options) {
       "each channel scaled by kxcalcChannelGetScaledValuesAtPos_%s and measured by "
       "kxcalcGetMinMaxAveRMS_%s\n",
       single ? "float" : "double", single ? "float" : "double");
-  printStatistics(measurement, source->unit().c_str());
+  const bool converted = !options.scales.empty() || !options.offsets.empty();
+  printStatistics(measurement, (converted ? source->scaledUnit() : source->unit()).c_str());
   printThroughput(measurement);
 }
 

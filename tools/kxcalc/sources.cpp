@@ -37,7 +37,8 @@ class RawFile final : public FrameSource {
   RawFile(const std::string& path, RawSampleType type, uint32_t channels) : path_(path) {
     type_ = type;
     channels_ = channels;
-    unit_ = "engineering units";
+    unit_ = "raw values";
+    scaledUnit_ = "engineering units (raw value * scale + offset)";
 
     struct stat status {};
     checkReadable(path, status);
@@ -109,7 +110,8 @@ class SoundFile final : public FrameSource {
     channels_ = static_cast<uint32_t>(info.channels);
     frames_ = static_cast<uint64_t>(info.frames);
     sampleRate_ = info.samplerate;
-    unit_ = "full-scale units";
+    unit_ = "full-scale units (1.0 is full scale)";
+    scaledUnit_ = "engineering units (full-scale value * scale + offset)";
 
     switch (info.format & SF_FORMAT_SUBMASK) {
       case SF_FORMAT_PCM_S8:

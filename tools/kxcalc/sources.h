@@ -22,7 +22,9 @@ class FrameSource {
   double sampleRate() const { return sampleRate_; }  // 0 when unknown
   // The source's own engineering conversion, before the user's --scale and --offset.
   double baseScale() const { return baseScale_; }
+  // What the values are in before and after the user's --scale and --offset.
   const std::string& unit() const { return unit_; }
+  const std::string& scaledUnit() const { return scaledUnit_; }
   const std::string& description() const { return description_; }
 
   // Reads up to maxFrames whole frames into buffer; returns how many, 0 at the end.
@@ -36,6 +38,7 @@ class FrameSource {
   double sampleRate_ = 0;
   double baseScale_ = 1;
   std::string unit_;
+  std::string scaledUnit_;
   std::string description_;
 };
 
