@@ -8,6 +8,7 @@
 
 #include "stats/stats.h"
 #include "support/differential.h"
+#include "support/running_stats.h"
 
 namespace {
 
@@ -21,12 +22,7 @@ using OffsetOf =
 
 // The caller's four running values.
 template <typename T>
-struct Running {
-  T minimum;
-  T maximum;
-  double sum;
-  double sumOfSquares;
-};
+using Running = kxtest::RunningStats<T>;
 
 enum class Variant { Generic, Avx2 };
 
@@ -50,17 +46,6 @@ Running<T> measure(Variant variant, const T* data, uint32_t count, const Running
   kernel(data, count, &extremes[0], &extremes[1], &sums[0], &sums[1], offset);
   if (intact != nullptr) *intact = extremes.canariesIntact() && sums.canariesIntact();
   return {extremes[0], extremes[1], sums[0], sums[1]};
-}
-
-template <typename T>
-::testing::AssertionResult sameRunning(const Running<T>& expected, const Running<T>& actual) {
-  auto result = kxtest::sameBitsResult("minimum", expected.minimum, actual.minimum);
-  if (result) result = kxtest::sameBitsResult("maximum", expected.maximum, actual.maximum);
-  if (result) result = kxtest::sameBitsResult("sum", expected.sum, actual.sum);
-  if (result) {
-    result = kxtest::sameBitsResult("sum of squares", expected.sumOfSquares, actual.sumOfSquares);
-  }
-  return result;
 }
 
 template <typename T>
@@ -100,10 +85,10 @@ TYPED_TEST(AveRms, VariantsAgreeBitForBit) {
     if (!genericIntact || !avx2Intact) {
       return ::testing::AssertionFailure() << "a write outside the outputs";
     }
-    if (c.count == 0 && !sameRunning(preset, expected)) {
+    if (c.count == 0 && !kxtest::sameRunningStats(preset, expected)) {
       return ::testing::AssertionFailure() << "count 0 changed an output";
     }
-    return sameRunning(expected, actual);
+    return kxtest::sameRunningStats(expected, actual);
   });
 }
 
@@ -120,7 +105,7 @@ TYPED_TEST(AveRms, ReadsNothingOutsideTheArray) {
           measure(Variant::Generic, samples.data(), count, preset, OffsetOf<T>(3));
       if (kxtest::avx2Available()) {
         const auto actual = measure(Variant::Avx2, samples.data(), count, preset, OffsetOf<T>(3));
-        EXPECT_TRUE(sameRunning(expected, actual)) << "count " << count;
+        EXPECT_TRUE(kxtest::sameRunningStats(expected, actual)) << "count " << count;
       }
     }
   }

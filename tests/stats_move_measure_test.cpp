@@ -9,6 +9,7 @@
 
 #include "stats/stats.h"
 #include "support/differential.h"
+#include "support/running_stats.h"
 
 namespace {
 
@@ -19,28 +20,13 @@ using kxtest::SampleGenerator;
 using Kernel = void (*)(int16_t*, const int16_t*, uint32_t, int16_t*, int16_t*, double*, double*,
                         float, int32_t);
 
-struct Outputs {
-  int16_t minimum;
-  int16_t maximum;
-  double sum;
-  double sumOfSquares;
-};
+using Outputs = kxtest::RunningStats<int16_t>;
 
 Outputs run(Kernel kernel, int16_t* destination, const int16_t* source, uint32_t count,
             Outputs preset, float offset, int32_t stride) {
   kernel(destination, source, count, &preset.minimum, &preset.maximum, &preset.sum,
          &preset.sumOfSquares, offset, stride);
   return preset;
-}
-
-::testing::AssertionResult sameOutputs(const Outputs& expected, const Outputs& actual) {
-  auto result = kxtest::sameBitsResult("minimum", expected.minimum, actual.minimum);
-  if (result) result = kxtest::sameBitsResult("maximum", expected.maximum, actual.maximum);
-  if (result) result = kxtest::sameBitsResult("sum", expected.sum, actual.sum);
-  if (result) {
-    result = kxtest::sameBitsResult("sum of squares", expected.sumOfSquares, actual.sumOfSquares);
-  }
-  return result;
 }
 
 // A block of 16 or more with a stride of 1 or less reads consecutive samples.
@@ -140,7 +126,7 @@ TEST(MoveMeasure, VariantsAgreeBitForBit) {
                                        source.first(), c.count, preset, offset, stride);
           const Outputs actual = run(kx::avx2::moveAndGetMinMaxAveRms, avx2Out.data(),
                                      source.first(), c.count, preset, offset, stride);
-          auto result = sameOutputs(expected, actual);
+          auto result = kxtest::sameRunningStats(expected, actual);
           if (result)
             result = kxtest::sameArrays("destination", genericOut.data(), avx2Out.data(), c.count);
           if (result) result = holdsSamplesTaken(avx2Out.data(), source.first(), c.count, stride);
@@ -174,7 +160,8 @@ TEST(MoveMeasure, ReadsNothingOutsideTheSource) {
         if (kxtest::avx2Available()) {
           const Outputs actual = run(kx::avx2::moveAndGetMinMaxAveRms, actualOut.data(), source,
                                      count, preset, 1.5f, stride);
-          EXPECT_TRUE(sameOutputs(expected, actual)) << "count " << count << " stride " << stride;
+          EXPECT_TRUE(kxtest::sameRunningStats(expected, actual))
+              << "count " << count << " stride " << stride;
           EXPECT_EQ(expectedOut, actualOut);
         }
       }
@@ -206,7 +193,7 @@ TEST(MoveMeasure, VariantsAgreeWhereTheSquaresStartToRound) {
                                  source.data() + 1, count, preset, c.offset, c.stride);
     const Outputs actual = run(kx::avx2::moveAndGetMinMaxAveRms, avx2Out.data(), source.data() + 1,
                                count, preset, c.offset, c.stride);
-    EXPECT_TRUE(sameOutputs(expected, actual)) << "offset " << c.offset;
+    EXPECT_TRUE(kxtest::sameRunningStats(expected, actual)) << "offset " << c.offset;
     EXPECT_TRUE(kxtest::sameArrays("destination", genericOut.data(), avx2Out.data(), count));
   }
 }
@@ -223,7 +210,7 @@ struct EdgeCase {
 
 class MoveMeasureEdges : public ::testing::TestWithParam<EdgeCase> {};
 
-// Each case: the destination holds the samples taken, the extremes are as stated, and with
+// Each case: the destination holds the samples taken, the extremes are those listed, and with
 // small integers the sums are exact: the sum is the sum of the destination, the squares the
 // sum of (sample + 3)^2.
 TEST_P(MoveMeasureEdges, MovesAndMeasures) {

@@ -51,8 +51,9 @@ inline void convertUnrolled(StridedRaw<Raw> raw, Out* output, uint32_t count, Ou
 
 // The vectorised loop. The plain kernels convert the elements before the output's first
 // 32-byte boundary one by one; the aligned-output kernels have no head. Either way short
-// runs take the element loop, with the thresholds as stated (a plain kernel with an
-// aligned output still converts a run of exactly 8 element by element).
+// runs take the element loop: below max(head + 8, 9) results for the plain kernels (so an
+// aligned output still converts a run of exactly 8 element by element), below 8 for the
+// aligned-output ones.
 template <bool AlignedOutput, typename Blocks, typename Out, typename Raw>
 inline void convertBlocked(StridedRaw<Raw> raw, Out* output, uint32_t count, Out scale,
                            Out offset) {

@@ -4,30 +4,11 @@
 #include "core/align.h"
 #include "core/lanes.h"
 #include "stats/element_loops.h"
+#include "stats/extremes_generic.h"
 #include "stats/stats.h"
 
 namespace kx::generic {
 namespace {
-
-// The block's own extremes, which overwrite the outputs: the first block (unaligned)
-// seeds the lanes, the body blocks and the last block are combined into them.
-template <typename T, uint32_t kWidth>
-void storeBlockExtremes(const T* data, uint32_t count, uint32_t head, T* minimum, T* maximum) {
-  Lanes<T, kWidth> low = loadLanes<T, kWidth>(data);
-  Lanes<T, kWidth> high = low;
-  const Split split = splitAfterHead<kWidth>(head, count);
-  const T* body = data + split.head;
-  for (uint32_t block = 0; block < split.blocks; ++block) {
-    const auto values = loadLanes<T, kWidth>(body + block * kWidth);
-    combineLanes(low, values, laneMin<T>);
-    combineLanes(high, values, laneMax<T>);
-  }
-  const auto last = loadLanes<T, kWidth>(data + count - kWidth);
-  combineLanes(low, last, laneMin<T>);
-  combineLanes(high, last, laneMax<T>);
-  *minimum = reduceHalving(low, laneMin<T>);
-  *maximum = reduceHalving(high, laneMax<T>);
-}
 
 using Quad = Lanes<double, 4>;
 
