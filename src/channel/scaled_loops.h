@@ -1,8 +1,8 @@
 // The loops of the scaled-value kernels, shared by both variants: the dispatch on the raw
 // type, the plain loop of the types without a vector body, and the head, blocks of eight
-// results and tail of the others. A variant supplies only the blocks (its Blocks policy:
-// convertBlocks(raw, output, blockCount, scale, offset) writes 8 * blockCount results to a
-// 32-byte aligned output).
+// results and tail of the others. A variant supplies only the blocks, through its Blocks
+// policy: convertBlocks(raw, output, blockCount, scale, offset) writes 8 * blockCount
+// results to a 32-byte aligned output, convertUnalignedBlocks to an output of any alignment.
 #pragma once
 
 #include <algorithm>
@@ -36,17 +36,15 @@ inline void convertElements(StridedRaw<Raw> raw, Out* output, uint32_t count, Ou
   for (uint32_t i = 0; i < count; ++i) output[i] = scaledValue(raw[i], scale, offset);
 }
 
-// The plain loop: the count % 8 odd elements first, then eight at a time.
-template <typename Out, typename Raw>
+// The plain loop: the count % 8 odd elements first, then eight at a time to an output of
+// any alignment.
+template <typename Blocks, typename Out, typename Raw>
 inline void convertUnrolled(StridedRaw<Raw> raw, Out* output, uint32_t count, Out scale,
                             Out offset) {
   const uint32_t lead = count % kBlockResults;
   convertElements(raw, output, lead, scale, offset);
-  for (uint32_t i = lead; i < count; i += kBlockResults) {
-    for (uint32_t k = 0; k < kBlockResults; ++k) {
-      output[i + k] = scaledValue(raw[i + k], scale, offset);
-    }
-  }
+  Blocks::convertUnalignedBlocks(raw.from(lead), output + lead, count / kBlockResults, scale,
+                                 offset);
 }
 
 // The vectorised loop. The plain kernels convert the elements before the output's first
@@ -84,7 +82,7 @@ void convertRawType(const void* source, Out* output, Out scale, Out offset, int3
   if constexpr (hasVectorBody<Out>(Code)) {
     convertBlocked<AlignedOutput, Blocks>(raw, output, static_cast<uint32_t>(count), scale, offset);
   } else {
-    convertUnrolled(raw, output, static_cast<uint32_t>(count), scale, offset);
+    convertUnrolled<Blocks>(raw, output, static_cast<uint32_t>(count), scale, offset);
   }
 }
 

@@ -29,6 +29,12 @@ struct DoubleLanes {  // samples 0-3 and 4-7
   __m256d low, high;
 };
 
+inline Int32Lanes loadLanes(const uint8_t* p) {
+  return {_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)))};
+}
+inline Int32Lanes loadLanes(const int8_t* p) {
+  return {_mm256_cvtepi8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)))};
+}
 inline Int32Lanes loadLanes(const int16_t* p) {
   return {_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
 }
@@ -102,6 +108,7 @@ struct FloatScaling {
     return _mm256_set_m128(high, low);
   }
   static void store(float* output, __m256 results) { _mm256_store_ps(output, results); }
+  static void storeUnaligned(float* output, __m256 results) { _mm256_storeu_ps(output, results); }
 };
 
 // Double-precision results, as two vectors of four.
@@ -126,9 +133,14 @@ struct DoubleScaling {
     return {apply(_mm256_cvtps_pd(_mm256_castps256_ps128(lanes.v))),
             apply(_mm256_cvtps_pd(_mm256_extractf128_ps(lanes.v, 1)))};
   }
+  DoubleLanes operator()(DoubleLanes lanes) const { return {apply(lanes.low), apply(lanes.high)}; }
   static void store(double* output, DoubleLanes results) {
     _mm256_store_pd(output, results.low);
     _mm256_store_pd(output + 4, results.high);
+  }
+  static void storeUnaligned(double* output, DoubleLanes results) {
+    _mm256_storeu_pd(output, results.low);
+    _mm256_storeu_pd(output + 4, results.high);
   }
 };
 
@@ -153,6 +165,30 @@ struct VectorBlocks {
       for (uint32_t block = 0; block < blockCount; ++block) {
         scaling.store(output + block * kBlock, scaling(gatherLanes(raw.from(block * kBlock))));
       }
+    }
+  }
+
+  // The types without an aligned vector body still gain from whole-block loads when the
+  // channel is contiguous; int64 samples have no vector conversion and go one by one, as
+  // do strided channels, whose samples would be gathered singly anyway.
+  template <typename Out, typename Raw>
+  static void convertUnalignedBlocks(StridedRaw<Raw> raw, Out* output, uint32_t blockCount,
+                                     Out scale, Out offset) {
+    constexpr uint32_t kBlock = channel::kBlockResults;
+    if constexpr (!std::is_same_v<Raw, int64_t>) {
+      if (raw.contiguous()) {
+        const Scaling<Out> scaling(scale, offset);
+        const Raw* samples = raw.address(0);
+#pragma GCC unroll 4
+        for (uint32_t block = 0; block < blockCount; ++block) {
+          scaling.storeUnaligned(output + block * kBlock,
+                                 scaling(loadLanes(samples + block * kBlock)));
+        }
+        return;
+      }
+    }
+    for (uint32_t i = 0; i < blockCount * kBlock; ++i) {
+      output[i] = channel::scaledValue(raw[i], scale, offset);
     }
   }
 };

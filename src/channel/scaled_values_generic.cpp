@@ -14,6 +14,11 @@ struct ElementBlocks {
       output[i] = channel::scaledValue(raw[i], scale, offset);
     }
   }
+  template <typename Out, typename Raw>
+  static void convertUnalignedBlocks(channel::StridedRaw<Raw> raw, Out* output, uint32_t blockCount,
+                                     Out scale, Out offset) {
+    convertBlocks(raw, output, blockCount, scale, offset);
+  }
 };
 
 }  // namespace
