@@ -41,26 +41,10 @@ struct StridedRaw {
 };
 
 // The working value of a single-precision result: exact for the narrow integers, rounded
-// once to nearest for the 32- and 64-bit integers.
-inline float singleValue(uint8_t r) {
-  return static_cast<float>(r);
-}
-inline float singleValue(int8_t r) {
-  return static_cast<float>(r);
-}
-inline float singleValue(int16_t r) {
-  return static_cast<float>(r);
-}
-inline float singleValue(uint16_t r) {
-  return static_cast<float>(r);
-}
-inline float singleValue(int32_t r) {
-  return static_cast<float>(r);
-}
-inline float singleValue(float r) {
-  return r;
-}
-inline float singleValue(int64_t r) {
+// once to nearest for the 32- and 64-bit integers (an int64 converts directly, never by way
+// of double).
+template <typename Raw>
+inline float singleValue(Raw r) {
   return static_cast<float>(r);
 }
 // The vector unit converts only signed 32-bit integers, so an unsigned one goes in two
@@ -71,29 +55,9 @@ inline float singleValue(uint32_t r) {
 }
 
 // The working value of a double-precision result: exact except for int64, rounded once.
-inline double doubleValue(uint8_t r) {
+template <typename Raw>
+inline double doubleValue(Raw r) {
   return static_cast<double>(r);
-}
-inline double doubleValue(int8_t r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(int16_t r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(uint16_t r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(int32_t r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(float r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(int64_t r) {
-  return static_cast<double>(r);
-}
-inline double doubleValue(double r) {
-  return r;
 }
 // Biased into the signed range, converted, and the bias added back: every step is exact.
 inline double doubleValue(uint32_t r) {

@@ -107,6 +107,19 @@ void addFloatSums(const float* data, uint32_t count, uint32_t head, double* sum,
   lanes.addTo(sum, sumOfSquares);
 }
 
+// double, int16_t and int32_t: blocks of Width samples from a Boundary-byte boundary.
+template <uint32_t Width, std::size_t Boundary, typename T, typename Offset>
+void minMaxAveRms(const T* data, uint32_t count, T* minimum, T* maximum, double* sum,
+                  double* sumOfSquares, Offset offset) {
+  if (count < Width) {
+    stats::statsElementLoop(data, count, minimum, maximum, sum, sumOfSquares, offset);
+    return;
+  }
+  const uint32_t head = headCount<Boundary>(data);
+  storeBlockExtremes<T, Width>(data, count, head, minimum, maximum);
+  addSums<Width>(data, count, head, sum, sumOfSquares, offset);
+}
+
 }  // namespace
 
 void getMinMaxAveRms(const float* data, uint32_t count, float* minimum, float* maximum, double* sum,
@@ -122,36 +135,16 @@ void getMinMaxAveRms(const float* data, uint32_t count, float* minimum, float* m
 
 void getMinMaxAveRms(const double* data, uint32_t count, double* minimum, double* maximum,
                      double* sum, double* sumOfSquares, double offset) {
-  if (count < 4) {
-    stats::statsElementLoop(data, count, minimum, maximum, sum, sumOfSquares, offset);
-    return;
-  }
-  const uint32_t head = headCount<32>(data);
-  storeBlockExtremes<double, 4>(data, count, head, minimum, maximum);
-  addSums<4>(data, count, head, sum, sumOfSquares, offset);
+  minMaxAveRms<4, 32>(data, count, minimum, maximum, sum, sumOfSquares, offset);
 }
-
 // The integer members run on 128-bit blocks from a 16-byte boundary.
 void getMinMaxAveRms(const int16_t* data, uint32_t count, int16_t* minimum, int16_t* maximum,
                      double* sum, double* sumOfSquares, float offset) {
-  if (count < 8) {
-    stats::statsElementLoop(data, count, minimum, maximum, sum, sumOfSquares, offset);
-    return;
-  }
-  const uint32_t head = headCount<16>(data);
-  storeBlockExtremes<int16_t, 8>(data, count, head, minimum, maximum);
-  addSums<8>(data, count, head, sum, sumOfSquares, offset);
+  minMaxAveRms<8, 16>(data, count, minimum, maximum, sum, sumOfSquares, offset);
 }
-
 void getMinMaxAveRms(const int32_t* data, uint32_t count, int32_t* minimum, int32_t* maximum,
                      double* sum, double* sumOfSquares, double offset) {
-  if (count < 4) {
-    stats::statsElementLoop(data, count, minimum, maximum, sum, sumOfSquares, offset);
-    return;
-  }
-  const uint32_t head = headCount<16>(data);
-  storeBlockExtremes<int32_t, 4>(data, count, head, minimum, maximum);
-  addSums<4>(data, count, head, sum, sumOfSquares, offset);
+  minMaxAveRms<4, 16>(data, count, minimum, maximum, sum, sumOfSquares, offset);
 }
 
 }  // namespace kx::generic
