@@ -59,7 +59,7 @@ def main():
     kernels = defaultdict(dict)  # export -> (variant, bytes) -> GB/s
     baselines = defaultdict(dict)  # baseline -> bytes -> GB/s
     for name, speed in speeds.items():
-        parts = name.split("/")
+        parts = [part for part in name.split("/") if not part.startswith("repeats:")]
         size = int(parts[-1])
         if len(parts) >= 3 and parts[-2] in VARIANTS:
             kernels["/".join(parts[:-2])][(parts[-2], size)] = speed
@@ -73,7 +73,7 @@ def main():
                        for c in context.get("caches", []))
     print(HEADER.format(cpus=context.get("num_cpus", "?"), mhz=context.get("mhz_per_cpu", "?"),
                         caches=caches or "?", date=context.get("date", "?"),
-                        runs="medians of 5 repetitions" if medians else "single runs"))
+                        runs="medians of 5 repetitions (15 beyond the cache)" if medians else "single runs"))
     header = "| Export | " + " | ".join(
         f"{SIZE_NAMES.get(s, s)} generic | avx2 | avx2/generic" for s in sizes)
     print(header + " | avx2 / baseline at " + SIZE_NAMES.get(largest, "") + " |")
