@@ -42,7 +42,10 @@ block against the baseline that moves the same bytes: the read baseline over the
 buffer (an unrolled four-accumulator AVX2 sum) for kernels that only read, a copy baseline for the conversions.
 
 The machine is a shared virtual machine: beyond the cache, memory bandwidth moves with other
-tenants' traffic, so compare neighbouring columns of one run rather than runs.
+tenants' traffic, so compare neighbouring columns of one run rather than runs. Even so, two
+kernels that run the same code beyond the cache (the plain and the aligned-output
+double-from-double scaled values) have come out several percent apart in one run: at 1 GiB a
+difference of that size between the variants is noise, not a property of either.
 """
 
 
