@@ -1,4 +1,5 @@
 // Block minimum, maximum and running sums, both variants at each block size.
+#include <string>
 #include <type_traits>
 
 #include "bench_support.h"
@@ -15,14 +16,14 @@ template <typename T>
 using Kernel = void (*)(const T*, uint32_t, T*, T*, double*, double*, OffsetOf<T>);
 
 template <typename T>
-Body aveRmsBody(Kernel<T> kernel) {
-  return [kernel](benchmark::State& state, std::size_t bytes) {
+Body aveRmsBody(Kernel<T> kernel, OffsetOf<T> offset) {
+  return [kernel, offset](benchmark::State& state, std::size_t bytes) {
     const T* data = samples<T>(bytes);
     const auto count = static_cast<uint32_t>(bytes / sizeof(T));
     T minimum{}, maximum{};
     double sum = 0, sumOfSquares = 0;
     for (auto _ : state) {
-      kernel(data, count, &minimum, &maximum, &sum, &sumOfSquares, OffsetOf<T>(0.25));
+      kernel(data, count, &minimum, &maximum, &sum, &sumOfSquares, offset);
       benchmark::DoNotOptimize(minimum);
       benchmark::DoNotOptimize(maximum);
       benchmark::DoNotOptimize(sum);
@@ -32,13 +33,15 @@ Body aveRmsBody(Kernel<T> kernel) {
 }
 
 template <typename T>
-void registerAveRms(const char* name) {
-  registerVariants(name, aveRmsBody<T>(kx::generic::getMinMaxAveRms),
-                   aveRmsBody<T>(kx::avx2::getMinMaxAveRms));
+void registerAveRms(const std::string& name, OffsetOf<T> offset = OffsetOf<T>(0.25)) {
+  registerVariants(name, aveRmsBody<T>(kx::generic::getMinMaxAveRms, offset),
+                   aveRmsBody<T>(kx::avx2::getMinMaxAveRms, offset));
 }
 
 const bool registered = [] {
   registerAveRms<int16_t>("GetMinMaxAveRMS_int16_t");
+  // A whole-number offset lets the 16-bit body sum exactly in integers.
+  registerAveRms<int16_t>("GetMinMaxAveRMS_int16_t/offset0", 0.0f);
   registerAveRms<int32_t>("GetMinMaxAveRMS_int32_t");
   registerAveRms<float>("GetMinMaxAveRMS_float");
   registerAveRms<double>("GetMinMaxAveRMS_double");

@@ -1,6 +1,8 @@
 // Block minimum, maximum and running sums for average and RMS.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -108,6 +110,30 @@ TYPED_TEST(AveRms, ReadsNothingOutsideTheArray) {
         EXPECT_TRUE(kxtest::sameRunningStats(expected, actual)) << "count " << count;
       }
     }
+  }
+}
+
+// Long 16-bit blocks with a large integer offset, whose squares lanes pass 2^53 part-way:
+// the sums start to round there, and from then on the order of the additions shows.
+TEST(AveRmsInt16, VariantsAgreeWhereTheSquaresStartToRound) {
+  KX_REQUIRE_AVX2();
+  struct Case {
+    float offset;
+    int16_t low;  // samples from low to low + 767
+    std::size_t startBytes;
+  };
+  const uint32_t count = 5'000'000;
+  for (const Case& c : {Case{65536.0f, 32000, 0}, Case{-65536.0f, -32768, 2},
+                        Case{65535.0f, 32000, 14}, Case{0.0f, -32768, 6}}) {
+    SampleGenerator random(static_cast<uint64_t>(c.startBytes));
+    CanaryBuffer<int16_t> samples(count, c.startBytes);
+    for (uint32_t i = 0; i < count; ++i) {
+      samples[i] = static_cast<int16_t>(std::min<int32_t>(c.low + random.below(768), 32767));
+    }
+    const Running<int16_t> preset{0, 0, 1.0, 1.0};
+    const auto expected = measure(Variant::Generic, samples.data(), count, preset, c.offset);
+    const auto actual = measure(Variant::Avx2, samples.data(), count, preset, c.offset);
+    EXPECT_TRUE(kxtest::sameRunningStats(expected, actual)) << "offset " << c.offset;
   }
 }
 

@@ -1,9 +1,13 @@
 // Minimum, maximum and the running sums of a block on vectors. One pass over the body
 // feeds both the lane-wise extremes and one sum and one squares accumulator of four
 // double lanes; the two add chains fix the rounding order, so nothing else may join them.
+#include <algorithm>
+#include <type_traits>
+
 #include "core/align.h"
 #include "core/avx2.h"
 #include "stats/element_loops.h"
+#include "stats/exact_int16_sums_avx2.h"
 #include "stats/extremes_avx2.h"
 #include "stats/stats.h"
 
@@ -130,6 +134,41 @@ void foldBody(Extremes<typename Member<T>::Vec>& extremes, RunningSums& lanes, c
   for (; block < blockCount; ++block) fold(body + block * kWidth);
 }
 
+// int16_t samples with a small integer offset: pairs of blocks go through the exact integer
+// sums (see ExactInt16Sums), which give the lanes' values bit for bit at a fraction of the
+// add chains' cost. From a chunk whose squares could round on, the caller continues in the
+// lanes' order from the exact values. Returns the blocks done.
+uint32_t foldExactInt16(Extremes<Vec128<int16_t>>& extremes, RunningSums& lanes,
+                        const int16_t* body, uint32_t blockCount, float offset) {
+  ExactInt16Sums exact(offset);
+  if (!exact.engaged()) return 0;
+  struct PairsOfBlocks {
+    const int16_t* samples;
+    __m256i load(uint32_t pair) const { return Vec256<int16_t>::loadu(samples + pair * 16); }
+    void store(uint32_t, __m256i) const {}
+  };
+  Extremes<Vec256<int16_t>> wide(_mm256_broadcastsi128_si256(extremes.low),
+                                 _mm256_broadcastsi128_si256(extremes.high));
+  const uint32_t pairs = blockCount / 2;
+  int64_t total = 0;
+  uint32_t pairsDone = 0;
+  while (pairsDone < pairs) {
+    const uint32_t count = std::min(ExactInt16Sums::kChunkBlocks, pairs - pairsDone);
+    const int64_t chunkSum = exact.addChunk(PairsOfBlocks{body}, pairsDone, count, wide);
+    if (!exact.engaged()) break;
+    total += chunkSum;
+    pairsDone += count;
+  }
+  // The integer extremes do not depend on the order in which blocks meet them.
+  for (const __m256i half : {wide.low, wide.high}) {
+    extremes.combine(_mm256_castsi256_si128(half));
+    extremes.combine(_mm256_extracti128_si256(half, 1));
+  }
+  lanes.sum = _mm256_setr_pd(static_cast<double>(total), 0.0, 0.0, 0.0);
+  lanes.squares = exact.lanes();
+  return 2 * pairsDone;
+}
+
 // True when a sum lane is NaN: a NaN sample passed through it (or infinities of both signs).
 bool sumsSawNaN(const RunningSums& lanes) {
   return _mm256_movemask_pd(_mm256_cmp_pd(lanes.sum, lanes.sum, _CMP_UNORD_Q)) != 0;
@@ -152,7 +191,12 @@ void minMaxAveRms(const T* data, uint32_t count, T* minimum, T* maximum, double*
   Extremes<Vec> extremes(first);
   RunningSums lanes{_mm256_setzero_pd(), _mm256_setzero_pd()};
   const T* body = data + split.head;
-  foldBody(extremes, lanes, body, split.blocks, _mm256_set1_pd(static_cast<double>(offset)));
+  uint32_t blocksDone = 0;
+  if constexpr (std::is_same_v<T, int16_t>) {
+    blocksDone = foldExactInt16(extremes, lanes, body, split.blocks, offset);
+  }
+  foldBody(extremes, lanes, body + blocksDone * kWidth, split.blocks - blocksDone,
+           _mm256_set1_pd(static_cast<double>(offset)));
   if constexpr (Member<T>::kPairwiseExtremes) {
     if (sumsSawNaN(lanes)) {
       extremes = Extremes<Vec>(first);

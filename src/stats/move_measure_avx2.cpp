@@ -14,6 +14,7 @@
 
 #include "core/align.h"
 #include "core/avx2.h"
+#include "stats/exact_int16_sums_avx2.h"
 #include "stats/extremes_avx2.h"
 #include "stats/move_measure.h"
 #include "stats/stats.h"
@@ -24,11 +25,9 @@ namespace {
 using Vec = Vec256<int16_t>;
 constexpr uint32_t kWidth = stats::kMoveBlockWidth;
 
-// Blocks per chunk: small enough that the 32-bit pair sums cannot overflow, large enough
-// that the per-chunk bookkeeping costs nothing.
-constexpr uint32_t kChunkBlocks = 1024;
-
 using Extremes = kx::avx2::Extremes<Vec>;
+using IntegerSquares = ExactInt16Sums;
+constexpr uint32_t kChunkBlocks = ExactInt16Sums::kChunkBlocks;
 
 // Stride 1: aligned loads from the source, unaligned stores to the destination.
 struct ContiguousBody {
@@ -97,80 +96,6 @@ inline __m256d addFusedSquares(__m256d squares, __m256i block, __m256d offset) {
   return squares;
 }
 
-// Lane-exact integer squares. Sample i of a block lies on double lane i mod 4; the shuffle
-// puts samples i and i + 4 side by side, so each 32-bit pair sum belongs to one lane.
-class IntegerSquares {
- public:
-  static constexpr int64_t kExactLimit = int64_t{1} << 53;
-
-  explicit IntegerSquares(float offset)
-      : engaged_(std::trunc(offset) == offset && std::fabs(offset) <= 65536.0f),
-        offset_(engaged_ ? static_cast<int64_t>(offset) : 0) {}
-
-  bool engaged() const { return engaged_; }
-
-  // Moves and measures a chunk; returns its exact sum of samples.
-  template <typename Body>
-  int64_t moveChunk(const Body& body, uint32_t first, uint32_t count, Extremes& running) {
-    const __m256i pairByLane =
-        _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15, 0, 1, 8, 9, 2, 3, 10,
-                         11, 4, 5, 12, 13, 6, 7, 14, 15);
-    const __m256i ones = _mm256_set1_epi16(1);
-    const __m256i low32 = _mm256_set1_epi64x(0xFFFFFFFF);
-    __m256i pairSums = _mm256_setzero_si256();     // 32-bit lanes: lanes 0 1 2 3 0 1 2 3
-    __m256i squaresEven = _mm256_setzero_si256();  // 64-bit lanes: lanes 0 2 0 2
-    __m256i squaresOdd = _mm256_setzero_si256();   // 64-bit lanes: lanes 1 3 1 3
-#pragma GCC unroll 4
-    for (uint32_t block = first; block < first + count; ++block) {
-      const __m256i values = body.load(block);
-      running.combine(values);
-      body.store(block, values);
-      const __m256i paired = _mm256_shuffle_epi8(values, pairByLane);
-      pairSums = _mm256_add_epi32(pairSums, _mm256_madd_epi16(paired, ones));
-      // At most 2^31 (two samples of -32768): read as unsigned.
-      const __m256i pairSquares = _mm256_madd_epi16(paired, paired);
-      squaresEven = _mm256_add_epi64(squaresEven, _mm256_and_si256(pairSquares, low32));
-      squaresOdd = _mm256_add_epi64(squaresOdd, _mm256_srli_epi64(pairSquares, 32));
-    }
-    alignas(32) int32_t sums[8];
-    alignas(32) int64_t even[4], odd[4];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(sums), pairSums);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(even), squaresEven);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(odd), squaresOdd);
-    const int64_t laneSquares[4] = {even[0] + even[2], odd[0] + odd[2], even[1] + even[3],
-                                    odd[1] + odd[3]};
-    const int64_t samplesPerLane = int64_t{4} * count;
-    int64_t total = 0;
-    int64_t next[4];
-    bool exact = true;
-    for (int lane = 0; lane < 4; ++lane) {
-      const int64_t laneSum = int64_t{sums[lane]} + sums[lane + 4];
-      total += laneSum;
-      // Sum of (x + offset)^2 over the lane's samples.
-      next[lane] = lanes_[lane] + laneSquares[lane] + 2 * offset_ * laneSum +
-                   samplesPerLane * offset_ * offset_;
-      exact = exact && next[lane] <= kExactLimit;
-    }
-    if (exact) {
-      std::copy(next, next + 4, lanes_);
-    } else {
-      engaged_ = false;  // this chunk's squares are redone in the fused order
-    }
-    return total;
-  }
-
-  // The squares lanes so far, exactly.
-  __m256d lanes() const {
-    return _mm256_setr_pd(static_cast<double>(lanes_[0]), static_cast<double>(lanes_[1]),
-                          static_cast<double>(lanes_[2]), static_cast<double>(lanes_[3]));
-  }
-
- private:
-  bool engaged_;
-  int64_t offset_;
-  int64_t lanes_[4] = {};
-};
-
 // The body of either path: blocks of sixteen samples, sums added to the outputs.
 template <typename Body>
 void moveBody(const Body& body, uint32_t blocks, Extremes& running, float offset, double* sum,
@@ -182,7 +107,7 @@ void moveBody(const Body& body, uint32_t blocks, Extremes& running, float offset
   for (uint32_t first = 0; first < blocks; first += kChunkBlocks) {
     const uint32_t count = std::min(kChunkBlocks, blocks - first);
     if (integerSquares.engaged()) {
-      total += integerSquares.moveChunk(body, first, count, running);
+      total += integerSquares.addChunk(body, first, count, running);
       if (integerSquares.engaged()) continue;
       // A lane could round within this chunk: its squares again, in order, from the
       // destination, which now holds the chunk's samples.
