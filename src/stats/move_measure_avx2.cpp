@@ -26,7 +26,6 @@ using Vec = Vec256<int16_t>;
 constexpr uint32_t kWidth = stats::kMoveBlockWidth;
 
 using Extremes = kx::avx2::Extremes<Vec>;
-using IntegerSquares = ExactInt16Sums;
 constexpr uint32_t kChunkBlocks = ExactInt16Sums::kChunkBlocks;
 
 // Stride 1: aligned loads from the source, unaligned stores to the destination.
@@ -101,17 +100,17 @@ template <typename Body>
 void moveBody(const Body& body, uint32_t blocks, Extremes& running, float offset, double* sum,
               double* sumOfSquares) {
   const __m256d offsetWide = _mm256_set1_pd(offset);
-  IntegerSquares integerSquares(offset);
+  ExactInt16Sums exactSums(offset);
   __m256d squares = _mm256_setzero_pd();
   int64_t total = 0;
   for (uint32_t first = 0; first < blocks; first += kChunkBlocks) {
     const uint32_t count = std::min(kChunkBlocks, blocks - first);
-    if (integerSquares.engaged()) {
-      total += integerSquares.addChunk(body, first, count, running);
-      if (integerSquares.engaged()) continue;
+    if (exactSums.engaged()) {
+      total += exactSums.addChunk(body, first, count, running);
+      if (exactSums.engaged()) continue;
       // A lane could round within this chunk: its squares again, in order, from the
       // destination, which now holds the chunk's samples.
-      squares = integerSquares.lanes();
+      squares = exactSums.lanes();
       for (uint32_t block = first; block < first + count; ++block) {
         const __m256i values =
             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(body.destination + block * kWidth));
@@ -130,7 +129,7 @@ void moveBody(const Body& body, uint32_t blocks, Extremes& running, float offset
     }
     total += totalOf(pairSums);
   }
-  if (integerSquares.engaged()) squares = integerSquares.lanes();
+  if (exactSums.engaged()) squares = exactSums.lanes();
   *sum = static_cast<double>(total) + *sum;
   *sumOfSquares = sumLanes(squares) + *sumOfSquares;
 }
