@@ -1,9 +1,10 @@
 /*
  * kxcalc: numeric kernels for measurement and data-acquisition software.
  *
- * One header for C and C++. Two builds of the library carry the same exports:
- *   libkxcalc-avx2fma3  256-bit AVX2 and FMA3 kernels
- *   libkxcalc-generic   portable code with bit-identical results
+ * One header for C and C++. Three builds of the library carry the same exports:
+ *   kxcalc              picks one of the two below for each export when it is loaded
+ *   kxcalc-avx2fma3     256-bit AVX2 and FMA3 kernels
+ *   kxcalc-generic      portable code with bit-identical results
  *
  * Results are defined bit for bit under the default floating-point environment:
  * round to nearest even, no flush-to-zero, no denormals-are-zero. A caller that
@@ -17,7 +18,12 @@
 
 #include <stdint.h>
 
-#if defined(__GNUC__) || defined(__clang__)
+/* On Windows the library's module-definition file names the exports. */
+#if defined(_WIN32) && defined(KXCALC_BUILDING_LIBRARY)
+#define KXCALC_API
+#elif defined(_WIN32)
+#define KXCALC_API __declspec(dllimport)
+#elif defined(__GNUC__) || defined(__clang__)
 #define KXCALC_API __attribute__((visibility("default")))
 #else
 #define KXCALC_API
@@ -44,6 +50,10 @@ extern "C" {
 /* Writes major 2 and minor 17; *callerValueAbove9 = (callerValue > 9), signed. */
 KXCALC_API void kxcalcGetVersion(uint32_t* major, uint32_t* minor, int32_t callerValue,
                                  uint32_t* callerValueAbove9);
+
+/* "avx2fma3" or "generic": the kernels that the dispatching library (kxcalc) chose when it
+   was loaded. Only that library exports it. */
+KXCALC_API const char* kxcalcActiveVariant(void);
 
 /* Minimum and maximum of count >= 1 samples; both outputs are overwritten. */
 KXCALC_API void kxcalcGetMinMax_int16_t(const int16_t* data, uint32_t count, int16_t* minimum,

@@ -1,29 +1,48 @@
 #!/usr/bin/env bash
-# Usage: check_exports.sh LIBRARY SOURCE_DIR
-# The library's dynamic symbols must be exactly the C functions that the exports files
-# define, each declared in the public header.
+# Usage: check_exports.sh LIBRARY HEADER NAME,NAME,... OBJDUMP
+# The library's exports must be exactly the given names, each declared in the public
+# header. A Linux library carries its SONAME; a Windows DLL exports the names undecorated,
+# imports from nothing but KERNEL32 and the C runtime, and carries version information.
 set -euo pipefail
-library=$1
-source_dir=$2
-
-expected=$(grep -hoE '^[A-Za-z_][A-Za-z0-9_ ]*[ *](kx[cC]alc[A-Za-z0-9_]+)\(' \
-             "$source_dir"/src/*/*_exports.cpp | grep -oE 'kx[cC]alc[A-Za-z0-9_]+' | sort -u)
-actual=$(nm -D --defined-only "$library" | awk '{print $3}' | sed 's/@.*//' | sort -u)
+library=$1 header=$2 objdump=$4
+expected=$(tr ',' '\n' <<<"$3" | sort -u)
 
 status=0
+fail() { echo "$library: $*"; status=1; }
+
+case "$library" in
+  *.dll)
+    details=$("$objdump" -p "$library")
+    actual=$(sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' <<<"$details" |
+               sed -n 's/^\s*\[ *[0-9]*\] //p' | sort -u)
+    imports=$(sed -n 's/^\s*DLL Name: //p' <<<"$details" | sort -u | tr '\n' ' ')
+    for dll in $imports; do
+      case "${dll,,}" in
+        kernel32.dll | msvcrt.dll) ;;
+        *) fail "imports from $dll" ;;
+      esac
+    done
+    LC_ALL=C strings -el "$library" | grep -qx '2\.17' || fail "no version information 2.17"
+    identity="imports $imports"
+    ;;
+  *)
+    actual=$(nm -D --defined-only "$library" | awk '{print $3}' | sed 's/@.*//' | sort -u)
+    soname=$(readelf -d "$library" | grep -oE 'SONAME.*\[[^]]*\]' | grep -oE '\[.*\]')
+    stem=$(basename "$library" | sed -E 's/\.so(\..*)?$//')
+    case "$soname" in
+      "[$stem.so.2.17]" | "[libkxcalc.so.2]") ;;
+      *) fail "unexpected SONAME $soname" ;;
+    esac
+    identity="SONAME $soname"
+    ;;
+esac
+
 if [ "$expected" != "$actual" ]; then
-  echo "exports of $library differ from the exports files (< expected, > actual):"
+  fail "exports differ from the exports files (< expected, > actual):"
   diff <(echo "$expected") <(echo "$actual") || true
-  status=1
 fi
 for name in $expected; do
-  grep -qE "\\b$name\\(" "$source_dir/include/kxcalc.h" ||
-    { echo "$name is exported but not declared in include/kxcalc.h"; status=1; }
+  grep -qE "\\b$name\\(" "$header" || fail "$name is exported but not declared in $header"
 done
-soname=$(readelf -d "$library" | grep -oE 'SONAME.*\[[^]]*\]' | grep -oE '\[.*\]')
-case "$soname" in
-  *.so.2.17\]) ;;
-  *) echo "unexpected SONAME $soname"; status=1 ;;
-esac
-[ $status -eq 0 ] && echo "$(echo "$expected" | wc -l) exports, SONAME $soname: ok"
+[ $status -eq 0 ] && echo "$(echo "$expected" | wc -l) exports, $identity: ok"
 exit $status

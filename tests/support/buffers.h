@@ -2,8 +2,13 @@
 // them, and arrays that end (or start) at an inaccessible page.
 #pragma once
 
+#ifdef _WIN32
+#define NOMINMAX
+#include <windows.h>
+#else
 #include <sys/mman.h>
 #include <unistd.h>
+#endif
 
 #include <cstddef>
 #include <cstdint>
@@ -25,12 +30,11 @@ class CanaryBuffer {
   CanaryBuffer(std::size_t count, std::size_t offsetBytes) : count_(count) {
     const std::size_t bytes = kGuardBytes + offsetBytes + count * sizeof(T) + kGuardBytes;
     totalBytes_ = (bytes + 63) / 64 * 64;
-    storage_ = static_cast<unsigned char*>(std::aligned_alloc(64, totalBytes_));
-    if (storage_ == nullptr) throw std::bad_alloc();
+    storage_ = static_cast<unsigned char*>(::operator new (totalBytes_, std::align_val_t{64}));
     std::memset(storage_, kCanary, totalBytes_);
     begin_ = storage_ + kGuardBytes + offsetBytes;
   }
-  ~CanaryBuffer() { std::free(storage_); }
+  ~CanaryBuffer() { ::operator delete (storage_, std::align_val_t{64}); }
   CanaryBuffer(const CanaryBuffer&) = delete;
   CanaryBuffer& operator=(const CanaryBuffer&) = delete;
 
@@ -60,6 +64,42 @@ class CanaryBuffer {
   unsigned char* begin_ = nullptr;
 };
 
+// Whole pages of read-write memory, one of which can be made inaccessible.
+#ifdef _WIN32
+inline std::size_t pageSize() {
+  SYSTEM_INFO info;
+  GetSystemInfo(&info);
+  return info.dwPageSize;
+}
+inline unsigned char* mapPages(std::size_t bytes) {
+  void* pages = VirtualAlloc(nullptr, bytes, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+  if (pages == nullptr) throw std::bad_alloc();
+  return static_cast<unsigned char*>(pages);
+}
+inline void protectPage(unsigned char* page) {
+  DWORD previous;
+  VirtualProtect(page, pageSize(), PAGE_NOACCESS, &previous);
+}
+inline void unmapPages(unsigned char* pages, std::size_t) {
+  VirtualFree(pages, 0, MEM_RELEASE);
+}
+#else
+inline std::size_t pageSize() {
+  return static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+inline unsigned char* mapPages(std::size_t bytes) {
+  void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (pages == MAP_FAILED) throw std::bad_alloc();
+  return static_cast<unsigned char*>(pages);
+}
+inline void protectPage(unsigned char* page) {
+  mprotect(page, pageSize(), PROT_NONE);
+}
+inline void unmapPages(unsigned char* pages, std::size_t bytes) {
+  munmap(pages, bytes);
+}
+#endif
+
 // `count` elements placed directly before an inaccessible page (Edge::End) or directly
 // after one (Edge::Start): a kernel that reads past that edge faults.
 template <typename T>
@@ -68,19 +108,16 @@ class GuardedBuffer {
   enum class Edge { Start, End };
 
   GuardedBuffer(std::size_t count, Edge edge) : count_(count) {
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t page = pageSize();
     const std::size_t dataPages = (count * sizeof(T) + page - 1) / page;
     mappedBytes_ = (dataPages + 2) * page;
-    void* mapping =
-        mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping == MAP_FAILED) throw std::bad_alloc();
-    mapping_ = static_cast<unsigned char*>(mapping);
-    mprotect(mapping_, page, PROT_NONE);
-    mprotect(mapping_ + mappedBytes_ - page, page, PROT_NONE);
+    mapping_ = mapPages(mappedBytes_);
+    protectPage(mapping_);
+    protectPage(mapping_ + mappedBytes_ - page);
     begin_ =
         edge == Edge::Start ? mapping_ + page : mapping_ + mappedBytes_ - page - count * sizeof(T);
   }
-  ~GuardedBuffer() { munmap(mapping_, mappedBytes_); }
+  ~GuardedBuffer() { unmapPages(mapping_, mappedBytes_); }
   GuardedBuffer(const GuardedBuffer&) = delete;
   GuardedBuffer& operator=(const GuardedBuffer&) = delete;
 

@@ -6,6 +6,8 @@
 #include <climits>
 #include <vector>
 
+#include "kxcalc.h"
+
 namespace kxtool {
 namespace {
 
@@ -33,25 +35,21 @@ bool processorHasAvx2AndFma() {
   return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
 }
 
-VariantChoice chooseVariant(VariantRequest request) {
-  const bool capable = processorHasAvx2AndFma();
-  switch (request) {
-    case VariantRequest::Avx2:
-      if (!capable) {
-        throw UsageError("--variant avx2: this processor lacks AVX2 or FMA, use generic");
-      }
-      return {Variant::Avx2, "requested with --variant"};
-    case VariantRequest::Generic:
-      return {Variant::Generic, "requested with --variant"};
-    case VariantRequest::Automatic:
-      break;
+Library::Library(VariantRequest request) {
+  if (request == VariantRequest::Automatic) {
+    const std::string active = kxcalcActiveVariant();
+    variant_ = active == "avx2fma3" ? Variant::Avx2 : Variant::Generic;
+    reason_ = std::string("chosen by the library: the processor ") +
+              (variant_ == Variant::Avx2 ? "has" : "lacks") + " AVX2 and FMA";
+    fileName_ = path_ = "libkxcalc.so.2 (linked)";
+    return;
   }
-  if (capable) return {Variant::Avx2, "the processor has AVX2 and FMA"};
-  return {Variant::Generic, "the processor lacks AVX2 or FMA"};
-}
-
-Library::Library(Variant variant)
-    : variant_(variant), fileName_(std::string("libkxcalc-") + variantName(variant) + ".so.2.17") {
+  if (request == VariantRequest::Avx2 && !processorHasAvx2AndFma()) {
+    throw UsageError("--variant avx2: this processor lacks AVX2 or FMA, use generic");
+  }
+  variant_ = request == VariantRequest::Avx2 ? Variant::Avx2 : Variant::Generic;
+  reason_ = "requested with --variant";
+  fileName_ = std::string("libkxcalc-") + variantName(variant_) + ".so.2.17";
   const std::string directory = executableDirectory();
   const std::string candidates[] = {
       directory + "/" + fileName_,

@@ -1,4 +1,6 @@
-// Loading one variant of the kxcalc library at run time and resolving its exports.
+// The kxcalc library the program calls: the dispatching library it is linked with, which
+// chooses its kernels when it is loaded, or a variant library loaded at run time when one
+// is forced with --variant.
 #pragma once
 
 #include <string>
@@ -10,41 +12,39 @@ namespace kxtool {
 
 enum class Variant { Avx2, Generic };
 
-struct VariantChoice {
-  Variant variant;
-  std::string reason;  // why this variant, for the banner
-};
-
 bool processorHasAvx2AndFma();
-
-// Throws UsageError when the avx2 variant is forced on a processor without AVX2 and FMA.
-VariantChoice chooseVariant(VariantRequest request);
 
 class Library {
  public:
-  // Loads the variant's shared library from the directory of this executable, or from
-  // ../lib (or the install's library directory) beside it. Throws Failure.
-  explicit Library(Variant variant);
+  // The linked dispatching library, or, for a forced variant, that variant's library
+  // loaded from the directory of this executable, or from ../lib (or the install's library
+  // directory) beside it. Throws Failure, or UsageError when avx2 is forced on a processor
+  // without AVX2 and FMA.
+  explicit Library(VariantRequest request);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
+  bool linked() const { return handle_ == nullptr; }
   Variant variant() const { return variant_; }
+  const std::string& reason() const { return reason_; }  // why this variant, for the banner
   const std::string& fileName() const { return fileName_; }
   const std::string& path() const { return path_; }
 
-  // The export's address; throws Failure naming the export when the library lacks it.
+  // The loaded library's export; throws Failure naming the export when the library lacks it.
   void* symbol(const char* name) const;
 
  private:
   Variant variant_;
+  std::string reason_;
   std::string fileName_;
   std::string path_;
   void* handle_ = nullptr;
 };
 
 // KXTOOL_RESOLVE(library, kxcalcGetMinMax_float) is the export as a typed function pointer.
-#define KXTOOL_RESOLVE(library, name) reinterpret_cast<decltype(&::name)>((library).symbol(#name))
+#define KXTOOL_RESOLVE(library, name) \
+  ((library).linked() ? &::name : reinterpret_cast<decltype(&::name)>((library).symbol(#name)))
 
 const char* variantName(Variant variant);
 

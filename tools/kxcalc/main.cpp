@@ -20,11 +20,11 @@ namespace {
 constexpr uint64_t kDefaultFrames = 1048576;
 constexpr uint32_t kDefaultSyntheticChannels = 4;
 
-void printBanner(const Library& library, const VariantChoice& choice) {
+void printBanner(const Library& library) {
   uint32_t major = 0, minor = 0, above9 = 0;
   KXTOOL_RESOLVE(library, kxcalcGetVersion)(&major, &minor, 0, &above9);
   std::printf("library: kxcalc %u.%u, %s\n", major, minor, library.path().c_str());
-  std::printf("variant: %s (%s)\n", variantName(library.variant()), choice.reason.c_str());
+  std::printf("variant: %s (%s)\n", variantName(library.variant()), library.reason().c_str());
 }
 
 void printStatistics(const Measurement& measurement, const char* unit) {
@@ -132,9 +132,8 @@ int run(int argc, char** argv) {
     std::fputs(helpText(), stdout);
     return 0;
   }
-  const VariantChoice choice = chooseVariant(options.variant);
-  const Library library(choice.variant);
-  printBanner(library, choice);
+  const Library library(options.variant);
+  printBanner(library);
   if (options.file) {
     runFile(library, options);
   } else {

@@ -197,12 +197,14 @@ Options:
   --offset LIST      offset added after scaling, likewise; default 0
   --precision P      engineering values in double (default) or single precision
   --frames N         frames of the synthetic run (default 1048576)
-  --variant V        auto (default): avx2 when the processor has AVX2 and FMA,
-                     otherwise generic; or force avx2 or generic
+  --variant V        auto (default): the linked library libkxcalc.so.2 runs avx2
+                     when the processor has AVX2 and FMA, otherwise generic;
+                     or force avx2 or generic
   -h, --help         this text
 
-The libraries libkxcalc-avx2fma3.so.2.17 and libkxcalc-generic.so.2.17 are
-loaded from the program's own directory (or ../lib beside it).
+A forced variant's library, libkxcalc-avx2fma3.so.2.17 or
+libkxcalc-generic.so.2.17, is loaded from the program's own directory (or ../lib
+beside it).
 
 Exit status: 0 on success, 1 on bad input or an unusable library, 2 on a bad
 command line.
