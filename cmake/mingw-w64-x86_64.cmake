@@ -4,8 +4,8 @@ set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(triple x86_64-w64-mingw32)
-find_program(CMAKE_C_COMPILER NAMES ${triple}-gcc-win32 ${triple}-gcc-posix ${triple}-gcc REQUIRED)
-find_program(CMAKE_CXX_COMPILER NAMES ${triple}-g++-win32 ${triple}-g++-posix ${triple}-g++
+find_program(CMAKE_C_COMPILER NAMES ${triple}-gcc-posix ${triple}-gcc REQUIRED)
+find_program(CMAKE_CXX_COMPILER NAMES ${triple}-g++-posix ${triple}-g++
              REQUIRED)
 find_program(CMAKE_RC_COMPILER NAMES ${triple}-windres REQUIRED)
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/align.h"
+#include "core/fused.h"
 #include "core/lanes.h"
 #include "stats/move_measure.h"
 #include "stats/stats.h"
@@ -40,7 +41,7 @@ struct Accumulators {
         const double x = block[group + lane];
         sum[lane] = sum[lane] + x;
         const double shifted = x + offset;
-        squares[lane] = std::fma(shifted, shifted, squares[lane]);
+        squares[lane] = fusedMultiplyAdd(shifted, shifted, squares[lane]);
       }
     }
   }
