@@ -196,17 +196,28 @@ std::vector<T> specialValues() {
   }
 }
 
-// Blocks of small values with ties (i % 7 - 3), one special value at each position in turn:
-// every count up to 40 and every position reaches the element loops, heads, blocks and tails.
+// Calls body(samples, count) on blocks of samples at every start offset: random blocks of
+// every count of the sweep from `firstCount` on, then blocks of small values with ties
+// (i % 7 - 3) that hold one special value, at each position in turn, for every count up to 40,
+// so that each special value passes through the element loops, heads, blocks and tails.
 template <typename T, typename Body>
-void forEachPlacedSpecial(Body body) {
+void forEachBlock(uint32_t firstCount, SampleGenerator& random, Body body) {
+  for (uint32_t count : sweepCounts(firstCount)) {
+    for (std::size_t offset : sweepOffsets(sizeof(T))) {
+      Region<T> samples(count, offset);
+      random.fill(samples.span());
+      body(samples.data(), count);
+    }
+  }
   for (uint32_t count = 1; count <= 40; ++count) {
     for (uint32_t at = 0; at < count; ++at) {
       for (T special : specialValues<T>()) {
-        std::vector<T> values(count);
-        for (uint32_t i = 0; i < count; ++i) values[i] = static_cast<T>(int(i % 7) - 3);
-        values[at] = special;
-        body(values);
+        for (std::size_t offset : sweepOffsets(sizeof(T))) {
+          Region<T> samples(count, offset);
+          for (uint32_t i = 0; i < count; ++i) samples[i] = static_cast<T>(int(i % 7) - 3);
+          samples[at] = special;
+          body(samples.data(), count);
+        }
       }
     }
   }
@@ -230,26 +241,12 @@ void versionCases(decltype(&::kxcalcGetVersion) getVersion, SampleGenerator& ran
 template <typename T>
 void minMaxCases(void (*getMinMax)(const T*, uint32_t, T*, T*), SampleGenerator& random,
                  Digest& digest) {
-  auto measure = [&](const T* samples, uint32_t count) {
+  // A count of 0 is not allowed.
+  forEachBlock<T>(1, random, [&](const T* samples, uint32_t count) {
     Region<T> extremes(2, 0);
     getMinMax(samples, count, &extremes[0], &extremes[1]);
     extremes.hashInto(digest);
     digest.countCase();
-  };
-  // A count of 0 is not allowed.
-  for (uint32_t count : sweepCounts(1)) {
-    for (std::size_t offset : sweepOffsets(sizeof(T))) {
-      Region<T> samples(count, offset);
-      random.fill(samples.span());
-      measure(samples.data(), count);
-    }
-  }
-  forEachPlacedSpecial<T>([&](const std::vector<T>& values) {
-    for (std::size_t offset : sweepOffsets(sizeof(T))) {
-      Region<T> samples(values.size(), offset);
-      std::memcpy(samples.data(), values.data(), values.size() * sizeof(T));
-      measure(samples.data(), static_cast<uint32_t>(values.size()));
-    }
   });
 }
 
@@ -307,26 +304,12 @@ F randomOffsetValue(SampleGenerator& random) {
 template <typename T>
 void aveRmsCases(void (*measure)(const T*, uint32_t, T*, T*, double*, double*, OffsetOf<T>),
                  SampleGenerator& random, Digest& digest) {
-  auto run = [&](const T* samples, uint32_t count) {
+  forEachBlock<T>(0, random, [&](const T* samples, uint32_t count) {
     Running<T> running(random);
     measure(samples, count, &running.extremes[0], &running.extremes[1], &running.sums[0],
             &running.sums[1], randomOffsetValue<OffsetOf<T>>(random));
     running.hashInto(digest);
     digest.countCase();
-  };
-  for (uint32_t count : sweepCounts(0)) {
-    for (std::size_t offset : sweepOffsets(sizeof(T))) {
-      Region<T> samples(count, offset);
-      random.fill(samples.span());
-      run(samples.data(), count);
-    }
-  }
-  forEachPlacedSpecial<T>([&](const std::vector<T>& values) {
-    for (std::size_t offset : sweepOffsets(sizeof(T))) {
-      Region<T> samples(values.size(), offset);
-      std::memcpy(samples.data(), values.data(), values.size() * sizeof(T));
-      run(samples.data(), static_cast<uint32_t>(values.size()));
-    }
   });
 }
 
@@ -579,13 +562,13 @@ struct Export {
 // Runs the cases of one export on the address found by its name. Inside, the export's name
 // is a local pointer of the type that the header declares: the library is not linked, so a
 // call can reach nothing else.
-#define KX_EXPORT(name, ...)                                                           \
-  Export {                                                                             \
-#name, [](void* function, SampleGenerator& random, Digest& digest) {                 \
-      [[maybe_unused]] const auto name = reinterpret_cast<decltype(&::name)>(function); \
-      __VA_ARGS__;                                                                       \
-    } \
-  }
+// clang-format off
+#define KX_EXPORT(name, ...)                                                             \
+  Export{#name, [](void* function, SampleGenerator& random, Digest& digest) {            \
+    const auto name = reinterpret_cast<decltype(&::name)>(function);                     \
+    __VA_ARGS__;                                                                         \
+  }}
+// clang-format on
 
 const Export kExports[] = {
     KX_EXPORT(kxcalcGetVersion, versionCases(kxcalcGetVersion, random, digest)),
