@@ -49,14 +49,36 @@ difference of that size between the variants is noise, not a property of either.
 """
 
 
+DISPATCH_PREFIX = "DispatchCall_GetMinMax_float16/"
+NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def print_dispatch(call_times):
+    dispatching = call_times.get("libkxcalc")
+    direct = call_times.get("libkxcalc-avx2fma3")
+    print("The dispatching library against the avx2 library called directly: one 16-element")
+    print("`kxcalcGetMinMax_float` per call, through the address the dynamic loader resolved")
+    print("(CPU time per call, medians).")
+    print()
+    print("| libkxcalc (dispatching) | libkxcalc-avx2fma3 (direct) | difference per call |")
+    print("|---|---|---|")
+    if dispatching and direct:
+        print(f"| {dispatching:.2f} ns | {direct:.2f} ns | {dispatching - direct:+.2f} ns |")
+    print()
+
+
 def main():
     report = json.load(sys.stdin)
     speeds = {}
+    call_times = {}  # library -> ns per call of the dispatch benchmark
     medians = any(b.get("aggregate_name") == "median" for b in report["benchmarks"])
     for bench in report["benchmarks"]:
         if medians and bench.get("aggregate_name") != "median":
             continue
         name = bench.get("run_name", bench["name"])
+        if name.startswith(DISPATCH_PREFIX):
+            call_times[name.split("/")[1]] = bench["cpu_time"] * NANOSECONDS[bench["time_unit"]]
+            continue
         speeds[name] = bench["bytes_per_second"] / 1e9
 
     kernels = defaultdict(dict)  # export -> (variant, bytes) -> GB/s
@@ -96,6 +118,8 @@ def main():
                     if baseline_name and baseline and avx2 else "-")
         print(f"| {export} | " + " | ".join(cells) + f" | {fraction} |")
     print()
+    if call_times:
+        print_dispatch(call_times)
     print("| Baseline | " + " | ".join(SIZE_NAMES.get(s, str(s)) for s in sizes) + " |")
     print("|---" * (1 + len(sizes)) + "|")
     for name in sorted(baselines):

@@ -1,10 +1,23 @@
 /* Calls the library through the public header from C. */
 #include <stddef.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "kxcalc.h"
 
 int main(void) {
+#ifdef KX_DISPATCHING_LIBRARY
+  {
+    /* The library reads CPUID and XGETBV itself; the compiler's view must agree with it. */
+    __builtin_cpu_init();
+    const char* expected =
+        __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? "avx2fma3" : "generic";
+    if (strcmp(kxcalcActiveVariant(), expected) != 0) {
+      fprintf(stderr, "active variant %s, expected %s\n", kxcalcActiveVariant(), expected);
+      return 1;
+    }
+  }
+#endif
   static const struct {
     int32_t callerValue;
     uint32_t above9;

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Usage: check_install.sh BUILD_DIR CC CXX
 # Installs the build into a temporary prefix, then builds two outside projects against it,
-# one with CMake's find_package (C++) and one with pkg-config (C), and runs them. On a
-# processor with AVX2 and FMA the dispatching library must have chosen avx2fma3.
+# one with CMake's find_package (C++) and one with pkg-config (C), and a third that builds
+# kxcalc from source with FetchContent, and runs them. On a processor with AVX2 and FMA the
+# dispatching library must have chosen avx2fma3.
 set -euo pipefail
 build=$1 cc=$2 cxx=$3
 here=$(cd "$(dirname "$0")" && pwd)
@@ -35,5 +36,17 @@ export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
       -o "$work/pkgconfig-consumer"
 pkgconfig_variant=$("$work/pkgconfig-consumer" | head -n 1)
 
-echo "find_package: $cmake_variant; pkg-config: $pkgconfig_variant; expected $expected"
-[ "$cmake_variant" = "kernels: $expected" ] && [ "$pkgconfig_variant" = "kernels: $expected" ]
+# GoogleTest, Google Benchmark and libsndfile must not be needed: hide them.
+cmake -S "$here/fetch_content" -B "$work/source-consumer" -G Ninja \
+      -DCMAKE_CXX_COMPILER="$cxx" -DKXCALC_SOURCE_DIR="$here/../.." \
+      -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON \
+      -DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON >"$work/configure.log" ||
+  { cat "$work/configure.log"; exit 1; }
+cmake --build "$work/source-consumer" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+source_variant=$(LD_LIBRARY_PATH= "$work/source-consumer/consumer")
+
+echo "find_package: $cmake_variant; pkg-config: $pkgconfig_variant;" \
+     "FetchContent: $source_variant; expected $expected"
+for variant in "$cmake_variant" "$pkgconfig_variant" "$source_variant"; do
+  [ "$variant" = "kernels: $expected" ] || exit 1
+done
