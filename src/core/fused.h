@@ -61,14 +61,8 @@ inline double softwareFma(double a, double b, double c) {
 }
 #endif
 
-inline float fusedMultiplyAdd(float a, float b, float c) {
-#if defined(__MINGW32__)
-  return softwareFma(a, b, c);
-#else
-  return std::fma(a, b, c);
-#endif
-}
-inline double fusedMultiplyAdd(double a, double b, double c) {
+template <typename F>
+inline F fusedMultiplyAdd(F a, F b, F c) {
 #if defined(__MINGW32__)
   return softwareFma(a, b, c);
 #else

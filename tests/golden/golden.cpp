@@ -35,6 +35,7 @@
 
 #include "kxcalc.h"
 #include "support/random.h"
+#include "support/raw_types.h"
 
 namespace {
 
@@ -470,30 +471,7 @@ void convertCases(void (*convert)(const From*, To*, uint32_t), SampleGenerator& 
   }
 }
 
-// Calls fn with a value of the C type behind a raw type code.
-template <typename Fn>
-void withRawType(uint32_t code, Fn fn) {
-  switch (code) {
-    case RawType_uint8_t:
-      return fn(uint8_t{});
-    case RawType_int8_t:
-      return fn(int8_t{});
-    case RawType_int16_t:
-      return fn(int16_t{});
-    case RawType_uint16_t:
-      return fn(uint16_t{});
-    case RawType_int32_t:
-      return fn(int32_t{});
-    case RawType_float:
-      return fn(float{});
-    case RawType_int64_t:
-      return fn(int64_t{});
-    case RawType_double:
-      return fn(double{});
-    default:
-      return fn(uint32_t{});
-  }
-}
+using kxtest::withRawType;
 
 // Raw strides, each with the longest count it runs at.
 struct RawStride {
