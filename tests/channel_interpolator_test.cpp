@@ -581,6 +581,48 @@ TEST(InterpolatorDifferential, RandomStreams) {
   }
 }
 
+// Signed zeros, small integers, the smallest subnormals and specials, at ratios with exact
+// positions (t = 0 and small dyadic t): many outputs are zeros whose signs depend on every
+// product of the algorithm (a zero p1 beside points whose coefficients a1, a2 and a3 are
+// all negative), and many support points are infinite or NaN.
+float paletteSample(SampleGenerator& random, uint32_t kinds) {
+  switch (random.below(kinds)) {
+    case 0:
+      return 0.0f;
+    case 1:
+      return -0.0f;
+    case 2:
+    case 3:
+      return static_cast<float>(static_cast<int32_t>(random.below(41)) - 20);
+    case 4:
+      return random.below(2) ? 0x1p-149f : -0x1p-149f;
+    case 5:
+      return random.below(2) ? std::numeric_limits<float>::infinity() : kNaN;
+    default:
+      return random.below(2) ? 0.0f : -0.0f;
+  }
+}
+
+TEST(InterpolatorDifferential, ZerosAndSpecialsAtExactPositions) {
+  KX_REQUIRE_AVX2();
+  uint64_t calls = 0;
+  for (uint64_t seed = 1; calls < kxtest::differentialCases() / 10 && !HasFailure(); ++seed) {
+    SampleGenerator random(seed);
+    const uint32_t size = 1u << (5 + random.below(7));
+    const double ratio = std::ldexp(1.0, static_cast<int>(random.below(5)) - 2);
+    const uint32_t kinds = 4 + random.below(5);  // the specials in some streams only
+    Stream generic(1, ratio, size, kGeneric.step);
+    Stream avx2(1, ratio, size, kAvx2.step);
+    for (uint32_t call = 0; call < 20; ++call, ++calls) {
+      std::vector<float> block(randomBlock(random, size));
+      for (float& sample : block) sample = paletteSample(random, kinds);
+      const ::testing::AssertionResult same =
+          sameCall("block", generic, generic.feed(block), avx2, avx2.feed(block));
+      ASSERT_TRUE(same) << "ratio " << ratio << ", size " << size << ", call " << call;
+    }
+  }
+}
+
 // Streams that have already run for about 2^31, 2^32, 2^52 or 2^63 input samples: positions
 // past 2^31 take the one-at-a-time path, and the 32-bit truncation of t shows there.
 TEST(InterpolatorDifferential, LongRunningStreams) {
