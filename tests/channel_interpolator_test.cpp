@@ -35,13 +35,14 @@ void forEachVariant(Check check) {
   if (kxtest::avx2Available()) check(kAvx2);
 }
 
-// Allocates like the C heap until `allowed` allocations are used up, then fails; counts what
-// is still held.
+// Allocates like the C heap until `allowed` allocations are used up, and nothing larger than
+// `largest` bytes; counts what is still held.
 struct FailingAllocator {
   int allowed;
+  std::size_t largest = std::size_t{1} << 30;
   int held = 0;
   void* allocate(std::size_t bytes) {
-    if (allowed-- <= 0) return nullptr;
+    if (allowed-- <= 0 || bytes > largest) return nullptr;
     ++held;
     return std::malloc(bytes);
   }
@@ -253,14 +254,33 @@ TEST(InterpolatorAllocation, FailureAtAnyAllocationLeavesANullHandleAndNothingHe
   EXPECT_EQ(allocator.held, 0);
 }
 
-TEST(InterpolatorAllocation, AbsurdRatiosFailCleanlyOrProduceNothing) {
-  for (double targetRate : {1e300, kInf, 1e12}) {
-    const CHSInterpolatorParams params{1, targetRate, 4096};
-    CHSInterpolator* handle = nullptr;
+// Ratios so large that one block's outputs could pass 2^32 start with a small output array;
+// a call that would need more than the heap gives fails and changes nothing. A NaN ratio
+// produces nothing.
+TEST(InterpolatorAllocation, AbsurdRatiosStartSmallAndFailCleanly) {
+  struct Case {
+    double targetRate;
+    uint32_t status;  // of a block of 100 samples
+  };
+  for (const Case& c : {Case{kInf, 0}, Case{1e300, 0}, Case{1e12, 1}}) {
+    const CHSInterpolatorParams params{1, c.targetRate, 4096};
     FailingAllocator allocator{1000};
-    // The output array such a ratio asks for exceeds what the allocator is given here.
-    const uint32_t status = ip::create(&handle, &params, allocator);
-    if (status == 0) ip::destroy(handle, allocator);
+    CHSInterpolator* handle = nullptr;
+    ASSERT_EQ(ip::create(&handle, &params, allocator), 0u) << c.targetRate;
+    EXPECT_EQ(handle->outputRoom, 1u);
+    CHSInterpolator before;
+    std::memcpy(&before, handle, sizeof before);
+    const std::vector<float> block(100, 1.0f);
+    const float* output = nullptr;
+    uint32_t produced = 0;
+    EXPECT_EQ(ip::interpolateValues(handle, block.data(), 100, &output, &produced, kGeneric.step,
+                                    allocator),
+              c.status)
+        << c.targetRate;
+    if (c.status != 0) {
+      EXPECT_EQ(std::memcmp(&before, handle, sizeof before), 0);
+    }
+    EXPECT_EQ(ip::destroy(handle, allocator), 0u);
     EXPECT_EQ(allocator.held, 0);
   }
   forEachVariant([](const Variant& v) {

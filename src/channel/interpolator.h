@@ -154,15 +154,15 @@ inline void outputsOneByOne(CHSInterpolator& interpolator, uint32_t first, uint3
 
 // Floats the output array needs for one call: a block of up to size - 2 samples covers at
 // most ceil((size - 2) * ratio) new positions, one more where a rounded product lands on
-// an integer. A ring of one sample takes blocks of any length and grows the array on demand;
-// a ring of two never produces output. NaN ratios produce no output; absurd ones ask for
-// more than any allocation can give.
+// an integer; never less than outputCapacity. A ring of one sample takes blocks of any
+// length, and a ratio so large (or infinite) that one block's count could pass 2^32 makes
+// any count possible: there the array starts small and grows on demand. A ring of two and
+// a NaN ratio never produce output.
 inline uint32_t outputRoomFor(uint32_t size, double ratio, int32_t outputCapacity) {
   double room = 1.0;
   if (size >= 4) room = std::ceil(static_cast<double>(size - 2) * ratio) + 2.0;
-  if (room != room) room = 1.0;
-  if (room < static_cast<double>(outputCapacity)) room = static_cast<double>(outputCapacity);
-  return room < 4294967295.0 ? static_cast<uint32_t>(room) : UINT32_MAX;
+  if (!(room < 4294967296.0)) return 1;
+  return static_cast<uint32_t>(std::max(room, static_cast<double>(outputCapacity)));
 }
 
 template <typename Allocator>
