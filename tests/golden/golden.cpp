@@ -603,13 +603,16 @@ class InterpolatorRun {
     random.fill(std::span<float>(samples));
     const float* output = nullptr;
     uint32_t produced = 0;
-    hashCall(exports_.interpolateValues(handle_, samples.data(), count, &output, &produced), output,
-             produced);
+    // The call first: its out-pointers are read afterwards.
+    const uint32_t status =
+        exports_.interpolateValues(handle_, samples.data(), count, &output, &produced);
+    hashCall(status, output, produced);
   }
   void stop() {
     const float* output = nullptr;
     uint32_t produced = 0;
-    hashCall(exports_.stop(handle_, &output, &produced), output, produced);
+    const uint32_t status = exports_.stop(handle_, &output, &produced);
+    hashCall(status, output, produced);
   }
   void reset() { digest_.add(exports_.reset(handle_)); }
   void destroy() {
