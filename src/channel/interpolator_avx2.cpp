@@ -1,12 +1,13 @@
 // The interpolator's output step with AVX2: eight outputs side by side. Positions are
 // formed in two four-lane double vectors with a true division, exactly as one at a time.
 // Each lane forms the coefficients of its own slot (forming them again for a repeated slot
-// gives the same floats) and the polynomial runs in eight float lanes. A group whose slots
-// all lie inside the ring loads each lane's four points straight from it; a group that
-// touches an end of the ring gathers them with the wrap and the stream's start. While every
-// position of the call lies in [0, 2^31) the 32-bit truncation gives both the slot and the
-// fraction; otherwise (NaN positions, streams beyond 2^31 samples) the whole call goes one
-// output at a time, where the two truncations part ways.
+// gives the same floats) and the polynomial runs in eight float lanes. Since positions rise
+// with the output number, the call is planned in runs: groups whose slots all lie inside
+// the ring load each lane's four points straight from it, and a group that touches an end
+// of the ring gathers them with the wrap and the stream's start. While every position of
+// the call lies in [0, 2^31) the 32-bit truncation gives both the slot and the fraction;
+// otherwise (NaN positions, streams beyond 2^31 samples) the whole call goes one output at
+// a time, where the two truncations part ways.
 #include <immintrin.h>
 
 #include "channel/interpolator.h"
@@ -152,22 +153,20 @@ void edgeGroup(CHSInterpolator& interpolator, const Divisions& divisions, uint32
   _mm256_storeu_ps(interpolator.output + first, valuesAt(points, at.fractions));
 }
 
-// Groups of eight from output `first` on while all their slots are interior (1 .. size - 3,
-// whose four points lie in order inside the ring); returns where it stopped. The divisions
-// run a group ahead, so that the divider works while the other units form the values.
-uint32_t interiorGroups(const CHSInterpolator& interpolator, const Divisions& divisions,
-                        uint32_t first, uint32_t count) {
+// `groups` groups of eight from output `first` on, all of whose slots are interior (1 ..
+// size - 3, whose four points lie in order inside the ring). The divisions run a group
+// ahead, so that the divider works while the other units form the values.
+void interiorGroups(const CHSInterpolator& interpolator, const Divisions& divisions, uint32_t first,
+                    uint32_t groups) {
   const float* before = interpolator.ring - 1;
-  float* output = interpolator.output;
+  float* output = interpolator.output + first;
   const __m256i mask = _mm256_set1_epi32(static_cast<int32_t>(interpolator.mask));
-  const __m256i lastInterior = _mm256_set1_epi32(static_cast<int32_t>(interpolator.size - 2));
   const __m256d laneStep = _mm256_set1_pd(kLanes);
   __m256d indexLow = indicesFrom(first, 0);
   __m256d indexHigh = indicesFrom(first, 4);
   __m256d low = divisions.positionsAt(indexLow);
   __m256d high = divisions.positionsAt(indexHigh);
-  uint32_t j = first;
-  for (; j + kLanes <= count; j += kLanes) {
+  for (uint32_t group = 0; group < groups; ++group, output += kLanes) {
     indexLow = _mm256_add_pd(indexLow, laneStep);
     indexHigh = _mm256_add_pd(indexHigh, laneStep);
     const __m256d nextLow = divisions.positionsAt(indexLow);
@@ -175,16 +174,12 @@ uint32_t interiorGroups(const CHSInterpolator& interpolator, const Divisions& di
     const Positions at = slotsAndFractions(low, high, mask);
     low = nextLow;
     high = nextHigh;
-    const __m256i interior = _mm256_and_si256(_mm256_cmpgt_epi32(at.slots, _mm256_setzero_si256()),
-                                              _mm256_cmpgt_epi32(lastInterior, at.slots));
-    if (_mm256_movemask_ps(_mm256_castsi256_ps(interior)) != 0xFF) break;
     alignas(32) int32_t slots[kLanes];
     _mm256_store_si256(reinterpret_cast<__m256i*>(slots), at.slots);
     // Read back from memory: cheaper than extracting eight lanes.
     __asm__("" : "+m"(slots));
-    _mm256_storeu_ps(output + j, valuesAt(transposedPoints(before, slots), at.fractions));
+    _mm256_storeu_ps(output, valuesAt(transposedPoints(before, slots), at.fractions));
   }
-  return j;
 }
 
 }  // namespace
@@ -192,6 +187,9 @@ uint32_t interiorGroups(const CHSInterpolator& interpolator, const Divisions& di
 void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
   const double ratio = interpolator.ratio;
   const double base = static_cast<double>(interpolator.outputCount) / ratio;
+  auto wholeAt = [&](uint32_t j) {
+    return static_cast<uint32_t>(truncateToInt32(interpolator::outputPosition(j, ratio, base)));
+  };
   const bool inFastRange = interpolator::outputPosition(0, ratio, base) >= 0.0 &&
                            interpolator::outputPosition(count - 1, ratio, base) < 2147483648.0;
   if (!inFastRange || count < kLanes) {
@@ -199,13 +197,28 @@ void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
     return;
   }
   const Divisions divisions{_mm256_set1_pd(ratio), _mm256_set1_pd(base)};
+  const uint32_t size = interpolator.size;
   uint32_t j = 0;
   while (j + kLanes <= count) {
-    j = interiorGroups(interpolator, divisions, j, count);
-    if (j + kLanes <= count) {
+    // Positions rise with j: from an interior slot, the outputs up to the last one whose
+    // whole position stays below the ring's last two slots form whole interior groups.
+    const uint32_t whole = wholeAt(j);
+    const uint32_t slot = whole & interpolator.mask;
+    uint32_t outputs = 0;
+    if (slot != 0 && slot + 2 < size) {
+      const uint32_t lastWhole = whole + (size - 3 - slot);
+      const double estimate = (static_cast<double>(lastWhole) + 1.0 - base) * ratio - j;
+      outputs = estimate <= 0.0 ? 0 : static_cast<uint32_t>(std::min<double>(estimate, count - j));
+      while (outputs > 0 && wholeAt(j + outputs - 1) > lastWhole) --outputs;
+      while (j + outputs < count && wholeAt(j + outputs) <= lastWhole) ++outputs;
+    }
+    if (outputs < kLanes) {
       edgeGroup(interpolator, divisions, j);
       j += kLanes;
+      continue;
     }
+    interiorGroups(interpolator, divisions, j, outputs / kLanes);
+    j += outputs / kLanes * kLanes;
   }
   interpolator::outputsOneByOne(interpolator, j, count);
 }
