@@ -207,8 +207,9 @@ void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
     uint32_t outputs = 0;
     if (slot != 0 && slot + 2 < size) {
       const uint32_t lastWhole = whole + (size - 3 - slot);
+      // A guess from the ratio, then corrected against the exact positions.
       const double estimate = (static_cast<double>(lastWhole) + 1.0 - base) * ratio - j;
-      outputs = estimate <= 0.0 ? 0 : static_cast<uint32_t>(std::min<double>(estimate, count - j));
+      outputs = estimate > 0.0 ? static_cast<uint32_t>(std::min<double>(estimate, count - j)) : 0;
       while (outputs > 0 && wholeAt(j + outputs - 1) > lastWhole) --outputs;
       while (j + outputs < count && wholeAt(j + outputs) <= lastWhole) ++outputs;
     }
