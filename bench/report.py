@@ -51,6 +51,8 @@ difference of that size between the variants is noise, not a property of either.
 
 
 DISPATCH_PREFIX = "DispatchCall_GetMinMax_float16/"
+INTERPOLATOR_PREFIX = "CHSInterpolator/"
+RESAMPLERS = ("generic", "avx2", "libsamplerate_linear", "soxr_qq")
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -65,6 +67,25 @@ def print_dispatch(call_times):
     print("|---|---|---|")
     if dispatching and direct:
         print(f"| {dispatching:.2f} ns | {direct:.2f} ns | {dispatching - direct:+.2f} ns |")
+    print()
+
+
+def print_interpolator(per_output):
+    """per_output: ratio -> implementation -> nanoseconds per output sample."""
+    print("The streaming interpolator per output sample (CPU time, blocks of 2048 inputs), next")
+    print("to libsamplerate's linear converter and soxr's quick mode fed the same blocks. At")
+    print("ratio 1 soxr passes its input through, a copy: the interpolator, which copies each")
+    print("block into its ring before it interpolates, cannot match that.")
+    print()
+    print("| Ratio | " + " | ".join(RESAMPLERS) + " | avx2 against each |")
+    print("|---" * (len(RESAMPLERS) + 2) + "|")
+    for ratio in sorted(per_output, key=float):
+        times = per_output[ratio]
+        avx2 = times.get("avx2")
+        cells = [f"{times[r]:.3f} ns" if r in times else "-" for r in RESAMPLERS]
+        against = ", ".join(f"{times[r] / avx2:.2f}x {r}" for r in RESAMPLERS
+                            if r != "avx2" and r in times and avx2)
+        print(f"| {ratio} | " + " | ".join(cells) + f" | {against or '-'} |")
     print()
 
 
@@ -99,6 +120,7 @@ def main():
     report = json.load(sys.stdin)
     speeds = {}
     call_times = {}  # library -> ns per call of the dispatch benchmark
+    per_output = defaultdict(dict)  # interpolator ratio -> implementation -> ns per output
     per_call = defaultdict(dict)  # case -> variant -> (items/s, "items") or (ns, "time")
     medians = any(b.get("aggregate_name") == "median" for b in report["benchmarks"])
     for bench in report["benchmarks"]:
@@ -107,6 +129,10 @@ def main():
         name = bench.get("run_name", bench["name"])
         if name.startswith(DISPATCH_PREFIX):
             call_times[name.split("/")[1]] = bench["cpu_time"] * NANOSECONDS[bench["time_unit"]]
+            continue
+        if name.startswith(INTERPOLATOR_PREFIX):
+            _, ratio, implementation = name.split("/")[:3]
+            per_output[ratio.removeprefix("ratio:")][implementation] = bench["per_output"] * 1e9
             continue
         case, _, variant = name.rpartition("/")
         if variant in VARIANTS:
@@ -157,6 +183,8 @@ def main():
     print()
     if call_times:
         print_dispatch(call_times)
+    if per_output:
+        print_interpolator(per_output)
     if per_call:
         print_per_call(per_call)
     print("| Baseline | " + " | ".join(SIZE_NAMES.get(s, str(s)) for s in sizes) + " |")

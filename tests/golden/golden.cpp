@@ -646,19 +646,233 @@ void cursorCases(decltype(&::kxcalcFindCursorXY) findCursor, SampleGenerator& ra
   }
 }
 
+// --- the streaming interpolator ---------------------------------------------------------
+
+// Finds another export of the library under test: the interpolator's five exports only work
+// together, on one handle.
+class Symbols {
+ public:
+  virtual void* find(const char* name) const = 0;
+
+ protected:
+  ~Symbols() = default;
+};
+
+struct InterpolatorExports {
+  decltype(&::kxcalcCHSInterpolator_Create) create;
+  decltype(&::kxcalcCHSInterpolator_InterpolateValues) interpolateValues;
+  decltype(&::kxcalcCHSInterpolator_Stop) stop;
+  decltype(&::kxcalcCHSInterpolator_Reset) reset;
+  decltype(&::kxcalcCHSInterpolator_Destroy) destroy;
+
+  explicit InterpolatorExports(const Symbols& symbols)
+      : create(find<decltype(create)>(symbols, "kxcalcCHSInterpolator_Create")),
+        interpolateValues(
+            find<decltype(interpolateValues)>(symbols, "kxcalcCHSInterpolator_InterpolateValues")),
+        stop(find<decltype(stop)>(symbols, "kxcalcCHSInterpolator_Stop")),
+        reset(find<decltype(reset)>(symbols, "kxcalcCHSInterpolator_Reset")),
+        destroy(find<decltype(destroy)>(symbols, "kxcalcCHSInterpolator_Destroy")) {}
+
+ private:
+  template <typename F>
+  static F find(const Symbols& symbols, const char* name) {
+    return reinterpret_cast<F>(symbols.find(name));
+  }
+};
+
+// Ratios with exact and inexact positions, up- and downsampling, and rates that give a NaN
+// ratio. (Ratios whose output array no allocation can hold fail differently from one
+// machine to the next and are left out.)
+struct Rates {
+  double source;
+  double target;
+};
+constexpr Rates kRates[] = {{1, 1},
+                            {1, 2},
+                            {2, 1},
+                            {1, 4},
+                            {4, 1},
+                            {48000, 44100},
+                            {44100, 48000},
+                            {3, 1},
+                            {1, 3},
+                            {1, 1.000001},
+                            {1, 7.3},
+                            {1000, 13},
+                            {std::numeric_limits<double>::quiet_NaN(), 1}};
+constexpr uint32_t kRingSizes[] = {1, 2, 4, 8, 32, 256, 4096};
+
+// One stream's calls; every status, count and output goes into the digest.
+class InterpolatorRun {
+ public:
+  InterpolatorRun(const InterpolatorExports& exports, Digest& digest)
+      : exports_(exports), digest_(digest) {}
+
+  void create(const CHSInterpolatorParams* params) {
+    handle_ = nullptr;
+    const uint32_t status = exports_.create(&handle_, params);
+    digest_.add(status);
+    digest_.add(uint8_t{handle_ != nullptr});
+  }
+  void feed(SampleGenerator& random, uint32_t count) {
+    std::vector<float> samples(count);
+    random.fill(std::span<float>(samples));
+    const float* output = nullptr;
+    uint32_t produced = 0;
+    // The call first: its out-pointers are read afterwards.
+    const uint32_t status =
+        exports_.interpolateValues(handle_, samples.data(), count, &output, &produced);
+    hashCall(status, output, produced);
+  }
+  void stop() {
+    const float* output = nullptr;
+    uint32_t produced = 0;
+    const uint32_t status = exports_.stop(handle_, &output, &produced);
+    hashCall(status, output, produced);
+  }
+  void reset() { digest_.add(exports_.reset(handle_)); }
+  void destroy() {
+    digest_.add(exports_.destroy(handle_));
+    handle_ = nullptr;
+  }
+  CHSInterpolator* handle() const { return handle_; }
+
+  // A block that the ring takes, now and then one it refuses or an empty one.
+  uint32_t randomBlock(SampleGenerator& random, uint32_t ringSize) const {
+    const uint32_t most = ringSize == 1 ? 1500 : std::max(ringSize - 2, 1u);
+    switch (random.below(16)) {
+      case 0:
+        return 0;
+      case 1:
+        return most + 1;
+      case 2:
+      case 3:
+        return most;
+      default:
+        return 1 + random.below(std::min(most, random.below(2) ? 9u : most));
+    }
+  }
+
+ private:
+  void hashCall(uint32_t status, const float* output, uint32_t produced) {
+    digest_.add(status);
+    if (status != 0 || output == nullptr) return;
+    digest_.add(produced);
+    digest_.add(output, produced);
+  }
+
+  const InterpolatorExports& exports_;
+  Digest& digest_;
+  CHSInterpolator* handle_ = nullptr;
+};
+
+// Status codes of the parameter checks, then each accepted setting with a short stream.
+void interpolatorCreateCases(const InterpolatorExports& exports, SampleGenerator& random,
+                             Digest& digest) {
+  InterpolatorRun run(exports, digest);
+  run.create(nullptr);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (double sourceRate : {-1.0, -0.0, 0.0, 1.0, nan}) {
+    for (double targetRate : {-2.0, 0.0, 2.0}) {
+      for (uint32_t ringSize : {0u, 1u, 3u, 6u, 16u, 0x80000001u}) {
+        const CHSInterpolatorParams params{sourceRate, targetRate, ringSize};
+        run.create(&params);
+        if (run.handle() != nullptr) run.destroy();
+        digest.countCase();
+      }
+    }
+  }
+  for (const Rates& rates : kRates) {
+    for (uint32_t ringSize : kRingSizes) {
+      const CHSInterpolatorParams params{rates.source, rates.target, ringSize};
+      run.create(&params);
+      run.feed(random, run.randomBlock(random, ringSize));
+      run.feed(random, run.randomBlock(random, ringSize));
+      run.stop();
+      run.destroy();
+      digest.countCase();
+    }
+  }
+}
+
+// Streams of random blocks, at every ratio and ring size, with `extra` between blocks now
+// and then (a stop, or a reset).
+template <typename Extra>
+void interpolatorStreams(const InterpolatorExports& exports, SampleGenerator& random,
+                         Digest& digest, uint32_t blocks, Extra extra) {
+  InterpolatorRun run(exports, digest);
+  for (const Rates& rates : kRates) {
+    for (uint32_t ringSize : kRingSizes) {
+      const CHSInterpolatorParams params{rates.source, rates.target, ringSize};
+      run.create(&params);
+      for (uint32_t block = 0; block < blocks; ++block) {
+        run.feed(random, run.randomBlock(random, ringSize));
+        extra(run);
+        digest.countCase();
+      }
+      run.destroy();
+    }
+  }
+}
+
+void interpolateValuesCases(const InterpolatorExports& exports, SampleGenerator& random,
+                            Digest& digest) {
+  interpolatorStreams(exports, random, digest, 100, [](InterpolatorRun&) {});
+}
+
+void interpolatorStopCases(const InterpolatorExports& exports, SampleGenerator& random,
+                           Digest& digest) {
+  // Stops on an empty stream, after a single sample, and after random blocks; then the
+  // calls that a stopped interpolator refuses, and a reset.
+  interpolatorStreams(exports, random, digest, 12, [&](InterpolatorRun& run) {
+    if (random.below(3) != 0) return;
+    run.stop();
+    run.feed(random, 1);
+    run.stop();
+    run.reset();
+    if (random.below(2) == 0) run.stop();
+    if (random.below(2) == 0) run.feed(random, 1);
+  });
+  InterpolatorRun run(exports, digest);
+  run.stop();  // null handle
+}
+
+void interpolatorResetCases(const InterpolatorExports& exports, SampleGenerator& random,
+                            Digest& digest) {
+  interpolatorStreams(exports, random, digest, 12, [&](InterpolatorRun& run) {
+    if (random.below(4) == 0) run.reset();
+  });
+  InterpolatorRun run(exports, digest);
+  run.reset();  // null handle
+}
+
+void interpolatorDestroyCases(const InterpolatorExports& exports, SampleGenerator& random,
+                              Digest& digest) {
+  InterpolatorRun run(exports, digest);
+  run.destroy();  // null handle
+  for (uint32_t ringSize : kRingSizes) {
+    const CHSInterpolatorParams params{44100, 48000, ringSize};
+    run.create(&params);
+    run.feed(random, run.randomBlock(random, ringSize));
+    run.destroy();
+    digest.countCase();
+  }
+}
+
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
   const char* name;
-  void (*run)(void* function, SampleGenerator& random, Digest& digest);
+  void (*run)(void* function, const Symbols& symbols, SampleGenerator& random, Digest& digest);
 };
 
 // Runs the cases of one export on the address found by its name. Inside, the export's name
 // is a local pointer of the type that the header declares: the library is not linked, so a
-// call can reach nothing else.
+// call reaches nothing else but what `symbols` finds by name.
 // clang-format off
 #define KX_EXPORT(name, ...)                                                             \
-  Export{#name, [](void* function, SampleGenerator& random, Digest& digest) {            \
+  Export{#name, [](void* function, [[maybe_unused]] const Symbols& symbols,              \
+                   SampleGenerator& random, Digest& digest) {                            \
     const auto name = reinterpret_cast<decltype(&::name)>(function);                     \
     __VA_ARGS__;                                                                         \
   }}
@@ -719,6 +933,23 @@ const Export kExports[] = {
                                 random, digest)),
     KX_EXPORT(kxcalcGetXYValGraph2D, graphCases(kxcalcGetXYValGraph2D, random, digest)),
     KX_EXPORT(kxcalcFindCursorXY, cursorCases(kxcalcFindCursorXY, random, digest)),
+    // The interpolator's cases call all five exports; the one named is the one found under
+    // its name.
+    KX_EXPORT(kxcalcCHSInterpolator_Create, InterpolatorExports exports(symbols);
+              exports.create = kxcalcCHSInterpolator_Create;
+              interpolatorCreateCases(exports, random, digest)),
+    KX_EXPORT(kxcalcCHSInterpolator_InterpolateValues, InterpolatorExports exports(symbols);
+              exports.interpolateValues = kxcalcCHSInterpolator_InterpolateValues;
+              interpolateValuesCases(exports, random, digest)),
+    KX_EXPORT(kxcalcCHSInterpolator_Stop, InterpolatorExports exports(symbols);
+              exports.stop = kxcalcCHSInterpolator_Stop;
+              interpolatorStopCases(exports, random, digest)),
+    KX_EXPORT(kxcalcCHSInterpolator_Reset, InterpolatorExports exports(symbols);
+              exports.reset = kxcalcCHSInterpolator_Reset;
+              interpolatorResetCases(exports, random, digest)),
+    KX_EXPORT(kxcalcCHSInterpolator_Destroy, InterpolatorExports exports(symbols);
+              exports.destroy = kxcalcCHSInterpolator_Destroy;
+              interpolatorDestroyCases(exports, random, digest)),
 };
 
 #undef KX_EXPORT
@@ -735,7 +966,7 @@ uint64_t seedOf(const char* name) {
 
 // --- loading the library -------------------------------------------------------------
 
-class Library {
+class Library : public Symbols {
  public:
   explicit Library(const char* path) {
 #ifdef _WIN32
@@ -767,6 +998,9 @@ class Library {
 #endif
   }
 
+  void* find(const char* name) const override {
+    return symbol(name);
+  }
   void* symbol(const char* name) const {
 #ifdef _WIN32
     return reinterpret_cast<void*>(GetProcAddress(handle_, name));
@@ -872,7 +1106,7 @@ int main(int argc, char** argv) {
     const auto start = std::chrono::steady_clock::now();
     SampleGenerator random(seedOf(e.name));
     Digest digest;
-    e.run(function, random, digest);
+    e.run(function, library, random, digest);
     const std::string actual = digest.hex();
     if (verbose) {
       const std::chrono::duration<double, std::milli> elapsed =
