@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Usage: tool_test.sh CASE KXCALC WRITE_TEST_FILE STUB_LIBRARY
+# Usage: tool_test.sh CASE KXCALC WRITE_TEST_FILE READ_TEST_FILE STUB_LIBRARY
 # Runs one case of the kxcalc program's tests. Exit 0 passed, 1 failed, 77 skipped.
 # Sample lists and argument sets are split into words on purpose.
 # shellcheck disable=SC2046,SC2086
 set -uo pipefail
-case_name=$1 kxcalc=$2 write_file=$3 stub_library=$4
+case_name=$1 kxcalc=$2 write_file=$3 read_file=$4 stub_library=$5
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -73,12 +73,23 @@ sequence() { seq "$1" "$2" "$3" | tr '\n' ' '; }
 case $case_name in
 help)
   succeeds --help
-  grep -q "^Usage: kxcalc" "$out" || fail "no usage"
-  grep -q -- "--variant" "$out" || fail "--variant not explained"
+  grep -q "^Usage: kxcalc COMMAND" "$out" || fail "no usage"
+  for command in stats resample plot; do
+    grep -qE "^  $command +[a-z]" "$out" || fail "$command not listed"
+    succeeds $command --help
+    grep -q "^Usage: kxcalc $command" "$out" || fail "no usage of $command"
+    grep -q -- "--variant" "$out" || fail "--variant not explained by $command --help"
+  done
+  ;;
+
+error_command)
+  refuses 2 "no command given \(stats, resample or plot\) \(see kxcalc --help\)"
+  refuses 2 "unknown command 'stat' \(stats, resample or plot\)" stat
+  refuses 2 "unknown command '--frames'" --frames 10
   ;;
 
 default_run)
-  succeeds
+  succeeds stats
   if cpu_has_avx2_and_fma; then variant=avx2fma3; else variant=generic; fi
   grep -q "^variant: $variant " "$out" || fail "does not say it runs on $variant"
   grep -qE "^throughput: .* MB/s, .* samples/s" "$out" || fail "no throughput"
@@ -96,14 +107,14 @@ default_run)
   ;;
 
 forced_generic)
-  succeeds --variant generic --frames 1000
+  succeeds stats --variant generic --frames 1000
   grep -q "^variant: generic (requested" "$out" || fail "does not say it runs on generic"
   grep -q "libkxcalc-generic.so.2.17" "$out" || fail "does not name the library"
   ;;
 
 forced_avx2)
   cpu_has_avx2_and_fma || { echo "no AVX2 and FMA on this processor; skipped"; exit 77; }
-  succeeds --variant avx2 --frames 1000
+  succeeds stats --variant avx2 --frames 1000
   grep -q "^variant: avx2fma3 (requested" "$out" || fail "does not say it runs on avx2fma3"
   ;;
 
@@ -118,9 +129,9 @@ variants_agree_synthetic | variants_agree_files)
                    "--type float --channels 3 --precision single --scale 0.3 $work/values.f32")
   fi
   for arguments in "${argument_sets[@]}"; do
-    succeeds --variant generic $arguments
+    succeeds stats --variant generic $arguments
     sed -n '/^per channel/,/^$/p' "$out" >"$work/generic"
-    succeeds --variant avx2 $arguments
+    succeeds stats --variant avx2 $arguments
     sed -n '/^per channel/,/^$/p' "$out" >"$work/avx2"
     [ -s "$work/generic" ] || fail "no statistics for $arguments"
     diff "$work/generic" "$work/avx2" || fail "the variants differ on $arguments"
@@ -133,13 +144,13 @@ wav_file | wav_file_scaled)
   "$write_file" wav "$work/test.wav" 48000 2 $samples || fail "writing the WAV file"
   ramp_rms=$(awk 'BEGIN { for (i = 0; i < 1000; i++) s += (i - 500) ^ 2; printf "%.17g", sqrt(s / 1000) }')
   if [ "$case_name" = wav_file ]; then
-    succeeds "$work/test.wav"
+    succeeds stats "$work/test.wav"
     grep -q "1000 frames of 2 channels" "$out" || fail "does not describe the file"
     grep -q "in full-scale units" "$out" || fail "does not give the unit"
     expect_row 0 -0.5 0.5 0 0.5
     expect_row 1 "$(awk "BEGIN { printf \"%.17g %.17g %.17g %.17g\", -500 / 32768, 499 / 32768, -0.5 / 32768, $ramp_rms / 32768 }")"
   else
-    succeeds --scale 2,32768 --offset 1,0 "$work/test.wav"
+    succeeds stats --scale 2,32768 --offset 1,0 "$work/test.wav"
     expect_row 0 0 2 1 "$(awk 'BEGIN { printf "%.17g", sqrt(2) }')"
     expect_row 1 -500 499 -0.5 "$ramp_rms"
   fi
@@ -149,7 +160,7 @@ raw_int16_four_channels)
   # 200 frames: i, -i, 7 and an alternating +-1000.
   samples=$(awk 'BEGIN { for (i = 0; i < 200; i++) printf "%d %d 7 %d ", i, -i, i % 2 ? -1000 : 1000 }')
   "$write_file" raw int16 "$work/four.raw" $samples || fail "writing the raw file"
-  succeeds --type int16 --channels 4 --scale 0.5,1,1,2 --offset 0,0,10,0 "$work/four.raw"
+  succeeds stats --type int16 --channels 4 --scale 0.5,1,1,2 --offset 0,0,10,0 "$work/four.raw"
   grep -q "200 frames, 4 channels of int16 (8 bytes)" "$out" || fail "does not describe the file"
   squares=$(awk 'BEGIN { for (i = 0; i < 200; i++) s += i * i; printf "%.17g", s }')
   expect_row 0 0 99.5 49.75 "$(awk "BEGIN { printf \"%.17g\", sqrt($squares / 4 / 200) }")"
@@ -167,7 +178,7 @@ raw_every_type)
     samples=$(awk -v sign=$sign 'BEGIN { for (i = 1; i <= 40; i++) printf "%d %d ", i, sign * 3 * i }')
     "$write_file" raw $type "$work/$type.raw" $samples || fail "writing $type"
     for precision in double single; do
-      succeeds --type $type --channels 2 --precision $precision "$work/$type.raw"
+      succeeds stats --type $type --channels 2 --precision $precision "$work/$type.raw"
       expect_row 0 1 40 20.5 "$rms"
       if [ $sign = 1 ]; then
         expect_row 1 3 120 61.5 "$(awk "BEGIN { printf \"%.17g\", 3 * $rms }")"
@@ -181,85 +192,85 @@ raw_every_type)
 single_precision)
   # 4294967295 is exact in double and rounds to 2^32 in single precision.
   "$write_file" raw uint32 "$work/top.raw" $(yes 4294967295 | head -n 20)
-  succeeds --type uint32 "$work/top.raw"
+  succeeds stats --type uint32 "$work/top.raw"
   expect_row 0 4294967295 4294967295 4294967295 4294967295
   grep -q "kxcalcChannelGetScaledValuesAtPos_double" "$out" || fail "does not name the export"
-  succeeds --type uint32 --precision single "$work/top.raw"
+  succeeds stats --type uint32 --precision single "$work/top.raw"
   expect_row 0 4294967296 4294967296 4294967296 4294967296
   grep -q "kxcalcChannelGetScaledValuesAtPos_float" "$out" || fail "does not name the export"
   ;;
 
 error_missing_file)
-  refuses 1 "cannot open '$work/absent.wav': No such file or directory" "$work/absent.wav"
-  refuses 1 "cannot open .*No such file" --type int16 "$work/absent.raw"
+  refuses 1 "cannot open '$work/absent.wav': No such file or directory" stats "$work/absent.wav"
+  refuses 1 "cannot open .*No such file" stats --type int16 "$work/absent.raw"
   ;;
 
 error_directory)
-  refuses 1 "cannot read '$work': it is a directory" "$work"
-  refuses 1 "it is a directory" --type double "$work"
+  refuses 1 "cannot read '$work': it is a directory" stats "$work"
+  refuses 1 "it is a directory" stats --type double "$work"
   ;;
 
 error_shorter_than_one_frame)
   "$write_file" raw int16 "$work/short.raw" 1 2 3
-  refuses 1 "shorter than one frame: 6 bytes, a frame is 4 channels of int16 \(8 bytes\)" \
+  refuses 1 "shorter than one frame: 6 bytes, a frame is 4 channels of int16 \(8 bytes\)" stats \
     --type int16 --channels 4 "$work/short.raw"
   : >"$work/empty.raw"
-  refuses 1 "shorter than one frame: 0 bytes" --type uint8 "$work/empty.raw"
+  refuses 1 "shorter than one frame: 0 bytes" stats --type uint8 "$work/empty.raw"
   ;;
 
 error_empty_wav)
   "$write_file" wav "$work/empty.wav" 8000 1 || fail "writing the WAV file"
-  refuses 1 "'$work/empty.wav' is shorter than one frame" "$work/empty.wav"
+  refuses 1 "'$work/empty.wav' is shorter than one frame" stats "$work/empty.wav"
   ;;
 
 error_ragged_raw)
   "$write_file" raw int16 "$work/ragged.raw" $(seq 1 9)
-  refuses 1 "not a whole number of frames: 18 bytes is 2 frames of 4 channels of int16 \(8 bytes\) and 2 bytes left over" \
+  refuses 1 "not a whole number of frames: 18 bytes is 2 frames of 4 channels of int16 \(8 bytes\) and 2 bytes left over" stats \
     --type int16 --channels 4 "$work/ragged.raw"
   ;;
 
 error_not_a_sound_file)
   "$write_file" raw int16 "$work/data.raw" $(seq 1 64)
-  refuses 1 "cannot read '$work/data.raw' as a sound file .*give --type" "$work/data.raw"
+  refuses 1 "cannot read '$work/data.raw' as a sound file .*give --type" stats "$work/data.raw"
   ;;
 
 error_unknown_type)
   "$write_file" raw int16 "$work/data.raw" 1 2
-  refuses 2 "unknown sample type 'int12' \(known: uint8, int8, int16, uint16, int32, float, int64, double, uint32\)" \
+  refuses 2 "unknown sample type 'int12' \(known: uint8, int8, int16, uint16, int32, float, int64, double, uint32\)" stats \
     --type int12 "$work/data.raw"
   ;;
 
 error_bad_numbers)
   "$write_file" raw int16 "$work/data.raw" 1 2 3 4
-  refuses 2 "--channels: 'abc' is not a whole number" --type int16 --channels abc "$work/data.raw"
-  refuses 2 "--channels: '-2' is not a whole number" --type int16 --channels -2 "$work/data.raw"
-  refuses 2 "--channels: '2x' is not a whole number" --type int16 --channels=2x "$work/data.raw"
-  refuses 2 "--channels: '99999999999999999999' is not" --type int16 --channels 99999999999999999999 "$work/data.raw"
-  refuses 2 "--scale: 'x' is not a finite number" --type int16 --scale 1,x "$work/data.raw"
-  refuses 2 "--scale: '' is not a finite number" --type int16 --scale 1, "$work/data.raw"
-  refuses 2 "--scale: '1e999' is not a finite number" --type int16 --scale 1e999 "$work/data.raw"
-  refuses 2 "--offset: 'nan' is not a finite number" --type int16 --offset nan "$work/data.raw"
-  refuses 2 "--frames: '0' is not a whole number" --frames 0
-  refuses 2 "--channels needs a value" --type int16 "$work/data.raw" --channels
-  refuses 2 "scale or offset beyond single precision" --type int16 --precision single --scale 1e300 "$work/data.raw"
+  refuses 2 "--channels: 'abc' is not a whole number" stats --type int16 --channels abc "$work/data.raw"
+  refuses 2 "--channels: '-2' is not a whole number" stats --type int16 --channels -2 "$work/data.raw"
+  refuses 2 "--channels: '2x' is not a whole number" stats --type int16 --channels=2x "$work/data.raw"
+  refuses 2 "--channels: '99999999999999999999' is not" stats --type int16 --channels 99999999999999999999 "$work/data.raw"
+  refuses 2 "--scale: 'x' is not a finite number" stats --type int16 --scale 1,x "$work/data.raw"
+  refuses 2 "--scale: '' is not a finite number" stats --type int16 --scale 1, "$work/data.raw"
+  refuses 2 "--scale: '1e999' is not a finite number" stats --type int16 --scale 1e999 "$work/data.raw"
+  refuses 2 "--offset: 'nan' is not a finite number" stats --type int16 --offset nan "$work/data.raw"
+  refuses 2 "--frames: '0' is not a whole number" stats --frames 0
+  refuses 2 "--channels needs a value" stats --type int16 "$work/data.raw" --channels
+  refuses 2 "scale or offset beyond single precision" stats --type int16 --precision single --scale 1e300 "$work/data.raw"
   ;;
 
 error_zero_channels)
   "$write_file" raw int16 "$work/data.raw" 1 2
-  refuses 2 "--channels: '0' is not a whole number from 1 to" --type int16 --channels 0 "$work/data.raw"
-  refuses 2 "--channels: '0' is not a whole number from 1 to" --channels 0
+  refuses 2 "--channels: '0' is not a whole number from 1 to" stats --type int16 --channels 0 "$work/data.raw"
+  refuses 2 "--channels: '0' is not a whole number from 1 to" stats --channels 0
   ;;
 
 error_scale_list_length)
   "$write_file" raw int16 "$work/data.raw" $(seq 1 16)
-  refuses 2 "--scale lists 3 values for 4 channels" --type int16 --channels 4 --scale 1,2,3 "$work/data.raw"
-  refuses 2 "--offset lists 2 values for 4 channels" --type int16 --channels 4 --offset 1,2 "$work/data.raw"
+  refuses 2 "--scale lists 3 values for 4 channels" stats --type int16 --channels 4 --scale 1,2,3 "$work/data.raw"
+  refuses 2 "--offset lists 2 values for 4 channels" stats --type int16 --channels 4 --offset 1,2 "$work/data.raw"
   ;;
 
 error_unknown_option)
-  refuses 2 "unknown option '--bogus' \(see kxcalc --help\)" --bogus
-  refuses 2 "--variant: 'sse' is not auto, avx2 or generic" --variant sse
-  refuses 2 "--type describes a raw FILE, and none was given" --type int16
+  refuses 2 "unknown option '--bogus' \(see kxcalc stats --help\)" stats --bogus
+  refuses 2 "--variant: 'sse' is not auto, avx2 or generic" stats --variant sse
+  refuses 2 "--type describes a raw FILE, and none was given" stats --type int16
   ;;
 
 error_missing_export)
@@ -269,11 +280,11 @@ error_missing_export)
   cp "$stub_library" "$work/old/" || fail "preparing the stub"
   kxcalc=$work/old/kxcalc
   "$write_file" raw int16 "$work/data.raw" 1 2 3 4
-  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcMoveAndGetMinMaxAveRMS_int16_t" \
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcMoveAndGetMinMaxAveRMS_int16_t" stats \
     --variant generic
-  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcChannelGetScaledValuesAtPos_double" \
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcChannelGetScaledValuesAtPos_double" stats \
     --variant generic --type int16 "$work/data.raw"
-  refuses 1 "cannot find libkxcalc-avx2fma3.so.2.17" --variant avx2
+  refuses 1 "cannot find libkxcalc-avx2fma3.so.2.17" stats --variant avx2
   ;;
 
 *)
