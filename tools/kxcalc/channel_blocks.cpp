@@ -48,8 +48,8 @@ std::unique_ptr<FrameSource> openInputFile(const InputOptions& input) {
   if (input.rawType) return openRawFile(*input.file, *input.rawType, input.channels.value_or(1));
   std::unique_ptr<FrameSource> source = openSoundFile(*input.file);
   if (input.channels && *input.channels != source->channels()) {
-    throw UsageError(format("--channels %u, but '%s' has %u", *input.channels,
-                            input.file->c_str(), source->channels()));
+    throw UsageError(format("--channels %u, but '%s' has %u", *input.channels, input.file->c_str(),
+                            source->channels()));
   }
   return source;
 }

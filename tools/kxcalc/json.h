@@ -12,9 +12,7 @@ namespace kxtool {
 
 class JsonObject {
  public:
-  JsonObject& add(const char* key, const std::string& text) {
-    return addRaw(key, quoted(text));
-  }
+  JsonObject& add(const char* key, const std::string& text) { return addRaw(key, quoted(text)); }
   JsonObject& add(const char* key, const char* text) { return add(key, std::string(text)); }
   JsonObject& add(const char* key, bool value) { return addRaw(key, value ? "true" : "false"); }
   JsonObject& add(const char* key, uint64_t value) { return addRaw(key, std::to_string(value)); }

@@ -46,8 +46,7 @@ class Library {
 // KXTOOL_RESOLVE(library, kxcalcGetMinMax_float) is the export as a typed function pointer,
 // looked up at run time also in the linked library, so that a library older than this
 // program is a clear error rather than a failure to start.
-#define KXTOOL_RESOLVE(library, name) \
-  reinterpret_cast<decltype(&::name)>((library).symbol(#name))
+#define KXTOOL_RESOLVE(library, name) reinterpret_cast<decltype(&::name)>((library).symbol(#name))
 
 const char* variantName(Variant variant);
 

@@ -85,9 +85,8 @@ Measurement measureIn(const Library& library, FrameSource& source,
       const Value* values = blocks.values(channel);
       ChannelStatistics& statistics = measurement.channels[channel];
       BlockExtremes<Value> block;
-      blocks.path().statistics(values, static_cast<uint32_t>(count), &block.minimum,
-                               &block.maximum, &statistics.sum, &statistics.sumOfSquares,
-                               Value{0});
+      blocks.path().statistics(values, static_cast<uint32_t>(count), &block.minimum, &block.maximum,
+                               &statistics.sum, &statistics.sumOfSquares, Value{0});
       statistics.mergeExtremes(block.minimum, block.maximum);
       statistics.count += count;
     }

@@ -73,8 +73,8 @@ bool takeInputArgument(ArgumentReader& reader, InputOptions& input) {
   const char* option = name.c_str();
   if (reader.positional()) {
     if (input.file) {
-      throw UsageError(format("one FILE at a time ('%s' and '%s' given)", input.file->c_str(),
-                              name.c_str()));
+      throw UsageError(
+          format("one FILE at a time ('%s' and '%s' given)", input.file->c_str(), name.c_str()));
     }
     input.file = name;
   } else if (name == "--variant") {

@@ -24,7 +24,7 @@ class ArgumentReader {
   bool next();  // false when every argument has been read
   bool positional() const { return positional_; }
   bool helpRequested() const { return !positional_ && (name_ == "-h" || name_ == "--help"); }
-  const std::string& name() const { return name_; }  // the option, or the positional text
+  const std::string& name() const { return name_; }          // the option, or the positional text
   const std::string& argument() const { return argument_; }  // as given
   std::string value();  // the option's value; throws UsageError when there is none
 

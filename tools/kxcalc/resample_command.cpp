@@ -45,9 +45,10 @@ double parseRate(const char* option, const std::string& text, bool whole) {
   const double rate = parseReal(option, text);
   if (!(rate > 0)) throw UsageError(format("%s: '%s' is not above 0 Hz", option, text.c_str()));
   if (whole && (rate != std::floor(rate) || rate > std::numeric_limits<int>::max())) {
-    throw UsageError(format("%s: '%s' is not a whole number of Hz below 2^31 (sound files store "
-                            "whole rates)",
-                            option, text.c_str()));
+    throw UsageError(
+        format("%s: '%s' is not a whole number of Hz below 2^31 (sound files store "
+               "whole rates)",
+               option, text.c_str()));
   }
   return rate;
 }
@@ -128,14 +129,14 @@ class Interpolator {
       : interpolate_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_InterpolateValues)),
         stop_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Stop)),
         destroy_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Destroy)) {
-    const uint32_t status = KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Create)(&handle_,
-                                                                                 &parameters);
+    const uint32_t status =
+        KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Create)(&handle_, &parameters);
     if (status != CHSInterpolator_Success || handle_ == nullptr) {
       handle_ = nullptr;
-      throw Failure(format("the library refused an interpolator from %.9g Hz to %.9g Hz with a "
-                           "ring of %u (status %u)",
-                           parameters.sourceRate, parameters.targetRate, parameters.ringSize,
-                           status));
+      throw Failure(
+          format("the library refused an interpolator from %.9g Hz to %.9g Hz with a "
+                 "ring of %u (status %u)",
+                 parameters.sourceRate, parameters.targetRate, parameters.ringSize, status));
     }
   }
   ~Interpolator() {
@@ -198,7 +199,8 @@ class FrameCollector {
       throw Failure(format("the interpolator gave channel %u %u samples, channel 0 %u", channel,
                            count, count_));
     }
-    for (uint32_t i = 0; i < count; ++i) frames_[static_cast<size_t>(i) * channels_ + channel] = samples[i];
+    for (uint32_t i = 0; i < count; ++i)
+      frames_[static_cast<size_t>(i) * channels_ + channel] = samples[i];
   }
 
   uint64_t flush() {
@@ -325,8 +327,8 @@ int resampleCommand(int argc, char** argv) {
   printBanner(library);
   std::printf("input: %s\n", source->description().c_str());
   std::printf("resampled: %.9g Hz -> %.9g Hz (ratio %.9g), %u channel%s, ring of %u frames\n",
-              sourceRate, targetRate, ratio, source->channels(),
-              source->channels() == 1 ? "" : "s", ringSize);
+              sourceRate, targetRate, ratio, source->channels(), source->channels() == 1 ? "" : "s",
+              ringSize);
   std::printf("frames: %llu in, %llu out\n", static_cast<unsigned long long>(result.inputFrames),
               static_cast<unsigned long long>(result.outputFrames));
   std::printf("output: %s\n", outputText.c_str());

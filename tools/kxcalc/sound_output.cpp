@@ -53,13 +53,13 @@ int containerOfPath(const std::string& path) {
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   if (extension == "wav") return SF_FORMAT_WAV;
   if (extension == "flac") return SF_FORMAT_FLAC;
-  throw UsageError(format("-o '%s': the extension says neither WAV nor FLAC (.wav or .flac)",
-                          path.c_str()));
+  throw UsageError(
+      format("-o '%s': the extension says neither WAV nor FLAC (.wav or .flac)", path.c_str()));
 }
 
 Encoding parseEncoding(const std::string& text) {
-  for (Encoding encoding : {Encoding::Pcm8, Encoding::Pcm16, Encoding::Pcm24, Encoding::Pcm32,
-                            Encoding::Float}) {
+  for (Encoding encoding :
+       {Encoding::Pcm8, Encoding::Pcm16, Encoding::Pcm24, Encoding::Pcm32, Encoding::Float}) {
     if (text == encodingName(encoding)) return encoding;
   }
   throw UsageError(
@@ -82,8 +82,8 @@ Encoding defaultEncoding(int container, int inputFormat) {
   }
 }
 
-SoundOutput::SoundOutput(const std::string& path, int container, Encoding encoding,
-                         int sampleRate, uint32_t channels)
+SoundOutput::SoundOutput(const std::string& path, int container, Encoding encoding, int sampleRate,
+                         uint32_t channels)
     : path_(path),
       format_(container | subtypeOf(encoding, container)),
       integer_(encoding != Encoding::Float),

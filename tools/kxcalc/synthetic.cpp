@@ -67,8 +67,9 @@ class SineSource final : public FrameSource {
     sampleRate_ = sampleRate;
     unit_ = "full-scale units (1.0 is full scale)";
     scaledUnit_ = "engineering units";
-    description_ = format("synthetic sine of %.6g Hz, amplitude %.6g, at %.6g Hz, %llu frames",
-                          frequency, amplitude, sampleRate, static_cast<unsigned long long>(frames));
+    description_ =
+        format("synthetic sine of %.6g Hz, amplitude %.6g, at %.6g Hz, %llu frames", frequency,
+               amplitude, sampleRate, static_cast<unsigned long long>(frames));
   }
 
   size_t read(void* buffer, size_t maxFrames) override {

@@ -156,7 +156,9 @@ int main(int argc, char** argv) {
     const int container = sound.info.format & SF_FORMAT_TYPEMASK;
     std::printf("%d %lld %d %s %s\n", sound.info.samplerate,
                 static_cast<long long>(sound.info.frames), sound.info.channels,
-                container == SF_FORMAT_WAV ? "wav" : container == SF_FORMAT_FLAC ? "flac" : "other",
+                container == SF_FORMAT_WAV    ? "wav"
+                : container == SF_FORMAT_FLAC ? "flac"
+                                              : "other",
                 encodingName(sound.info.format));
   } else if (command == "sound-frequency" && argc == 4) {
     const Sound sound = readSound(path);
@@ -176,8 +178,9 @@ int main(int argc, char** argv) {
     std::printf("%lld %016llx\n", static_cast<long long>(sound.info.frames),
                 static_cast<unsigned long long>(hash));
   } else {
-    fail("usage: png-size|png-pixels|png-count|png-box|sound-info|sound-frequency|sound-digest "
-         "PATH ...");
+    fail(
+        "usage: png-size|png-pixels|png-count|png-box|sound-info|sound-frequency|sound-digest "
+        "PATH ...");
   }
   return 0;
 }
