@@ -65,6 +65,32 @@ expect_row() {
       }' || fail "channel $channel: got $actual, expected $*"
 }
 
+# A 503x385 picture has the plot area x 78 .. 478 and y 34 .. 334: 400 by 300 pixels.
+small_plot=(--size 503x385)
+blue='#1f77b4'
+
+# pixels_are COLOUR PICTURE X,Y...: each listed pixel has that colour.
+pixels_are() {
+  local colour=$1 picture=$2 actual
+  shift 2
+  actual=$("$read_file" png-pixels "$picture" "$@" | sort -u) || fail "reading $picture"
+  [ "$actual" = "$colour" ] || fail "pixels $* of $picture are $(echo $actual), not $colour"
+}
+
+# near ACTUAL EXPECTED TOLERANCE: |actual - expected| <= tolerance.
+near() {
+  awk -v a="$1" -v e="$2" -v t="$3" 'BEGIN { d = a - e; if (d < 0) d = -d; exit !(a != "" && d <= t) }'
+}
+
+# The first two channels of a 48 kHz 16-bit WAV: a 1 kHz sine of amplitude 0.5 and a 250 Hz
+# one of 0.25, N frames.
+write_sine_wav() {
+  "$write_file" wav "$1" 48000 2 $(awk -v n="$2" 'BEGIN { pi = atan2(0, -1)
+      for (i = 0; i < n; i++) printf "%d %d ", int(16384 * sin(2 * pi * 1000 * i / 48000)),
+                                             int(8192 * sin(2 * pi * 250 * i / 48000)) }') ||
+    fail "writing the WAV file"
+}
+
 cpu_has_avx2_and_fma() { grep -qw avx2 /proc/cpuinfo && grep -qw fma /proc/cpuinfo; }
 
 # The values 1 .. N, and the statistics of a channel holding them times a factor.
@@ -76,6 +102,8 @@ help)
   grep -q "^Usage: kxcalc COMMAND" "$out" || fail "no usage"
   for command in stats resample plot; do
     grep -qE "^  $command +[a-z]" "$out" || fail "$command not listed"
+  done
+  for command in stats resample plot; do
     succeeds $command --help
     grep -q "^Usage: kxcalc $command" "$out" || fail "no usage of $command"
     grep -q -- "--variant" "$out" || fail "--variant not explained by $command --help"
@@ -285,6 +313,224 @@ error_missing_export)
   refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcChannelGetScaledValuesAtPos_double" stats \
     --variant generic --type int16 "$work/data.raw"
   refuses 1 "cannot find libkxcalc-avx2fma3.so.2.17" stats --variant avx2
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcCHSInterpolator_" resample \
+    --variant generic --rate 8000
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcGetXYValGraph2D" plot \
+    --variant generic --y-range 0,1 -o "$work/p.png"
+  ;;
+
+resample_synthetic_wav)
+  # 144000 frames at 48 kHz: trunc(143999 * 44100 / 48000 + 1) = 132300 frames at 44.1 kHz.
+  succeeds resample --rate 44100 -o "$work/out.wav"
+  grep -q "^frames: 144000 in, 132300 out$" "$out" || fail "wrong frame counts"
+  grep -q "^resampled: 48000 Hz -> 44100 Hz" "$out" || fail "no rates"
+  [ "$("$read_file" sound-info "$work/out.wav")" = "44100 132300 1 wav float" ] ||
+    fail "the file is $("$read_file" sound-info "$work/out.wav")"
+  frequency=$("$read_file" sound-frequency "$work/out.wav" 0)
+  near "$frequency" 1000 0.001 || fail "the sine is at $frequency Hz, not 1000 Hz"
+  ;;
+
+resample_wav_to_flac)
+  # 16-bit input keeps 16 bits in FLAC; trunc(4799 * 0.91875 + 1) = 4410 frames.
+  write_sine_wav "$work/in.wav" 4800
+  succeeds resample --rate 44100 -o "$work/out.flac" "$work/in.wav"
+  grep -q "^frames: 4800 in, 4410 out$" "$out" || fail "wrong frame counts"
+  [ "$("$read_file" sound-info "$work/out.flac")" = "44100 4410 2 flac pcm16" ] ||
+    fail "the file is $("$read_file" sound-info "$work/out.flac")"
+  for channel_frequency in "0 1000" "1 250"; do
+    set -- $channel_frequency
+    frequency=$("$read_file" sound-frequency "$work/out.flac" $1)
+    near "$frequency" $2 0.01 || fail "channel $1 is at $frequency Hz, not $2 Hz"
+  done
+  # Upwards, and float input to FLAC as 24-bit PCM.
+  succeeds resample --rate 96000 -o "$work/up.wav" "$work/in.wav"
+  grep -q "^frames: 4800 in, 9599 out$" "$out" || fail "wrong frame counts upwards"
+  succeeds resample --rate 22050 -o "$work/down.flac" "$work/up.wav"
+  [ "$("$read_file" sound-info "$work/up.wav")" = "96000 9599 2 wav pcm16" ] || fail "up.wav"
+  [ "$("$read_file" sound-info "$work/down.flac")" = "22050 2205 2 flac pcm16" ] || fail "down.flac"
+  succeeds resample --rate 44100 --encoding float -o "$work/float.wav" "$work/in.wav"
+  succeeds resample --rate 8000 -o "$work/from_float.flac" "$work/float.wav"
+  [ "$("$read_file" sound-info "$work/from_float.flac")" = "8000 800 2 flac pcm24" ] ||
+    fail "float to FLAC: $("$read_file" sound-info "$work/from_float.flac")"
+  ;;
+
+resample_raw)
+  # Two channels at 1 kHz, i and -2i; at a quarter of the rate every output falls on an
+  # input frame (t = 0), so the outputs are frames 0, 4, ..., 40 exactly.
+  "$write_file" raw float "$work/in.f32" $(awk 'BEGIN { for (i = 0; i <= 40; i++) printf "%d %d ", i, -2 * i }')
+  succeeds resample --type float --channels 2 --source-rate 1000 --rate 250 -o "$work/out.wav" "$work/in.f32"
+  grep -q "^frames: 41 in, 11 out$" "$out" || fail "wrong frame counts"
+  expected=$(awk 'BEGIN { for (i = 0; i <= 40; i += 4) printf "%d %d\n", i, -2 * i }')
+  [ "$("$read_file" sound-samples "$work/out.wav")" = "$expected" ] || fail "wrong samples"
+  # Integer PCM clips beyond full scale, and says how often.
+  # 0.03 i passes 1 at frames 36 and 40, -0.06 i at frames 20 .. 40.
+  succeeds resample --type float --channels 2 --source-rate 1000 --rate 250 --scale 0.03,0.03 \
+    -o "$work/out.flac" "$work/in.f32"
+  grep -q "^clipped: 8 samples beyond full scale$" "$out" || fail "clipping not reported"
+  expected=$(awk 'BEGIN { for (i = 0; i <= 40; i += 4) {
+                            a = 0.03 * i; b = 0 - 0.06 * i; if (a > 1) a = 1; if (b < -1) b = -1
+                            printf "%.4f %.4f\n", a, b } }')
+  actual=$("$read_file" sound-samples "$work/out.flac" | awk '{ printf "%.4f %.4f\n", $1, $2 }')
+  [ "$actual" = "$expected" ] || fail "not clipped at full scale: $actual"
+  ;;
+
+resample_json)
+  succeeds resample --rate 44100 --frames 4800 --json -o "$work/out.wav"
+  [ "$(wc -l <"$out")" -eq 1 ] || fail "not one line of JSON"
+  for field in '"input": {' '"rate": 48000' '"frames": 4800' '"rate": 44100' '"frames": 4410' \
+               '"format": "WAV (Microsoft), 32 bit float"' '"variant": "' '"ringSize": 4096'; do
+    grep -qF "$field" "$out" || fail "no $field"
+  done
+  if command -v python3 >/dev/null; then python3 -m json.tool "$out" >/dev/null || fail "not JSON"; fi
+  ;;
+
+resample_variants_agree)
+  cpu_has_avx2_and_fma || { echo "no AVX2 and FMA on this processor; skipped"; exit 77; }
+  write_sine_wav "$work/in.wav" 20000
+  for rate in 44100 96000 7999; do
+    succeeds resample --variant generic --rate $rate --encoding float -o "$work/generic.wav" "$work/in.wav"
+    succeeds resample --variant avx2 --rate $rate --encoding float -o "$work/avx2.wav" "$work/in.wav"
+    generic=$("$read_file" sound-digest "$work/generic.wav") avx2=$("$read_file" sound-digest "$work/avx2.wav")
+    [ "$generic" = "$avx2" ] || fail "the variants differ at $rate Hz: $generic against $avx2"
+  done
+  ;;
+
+error_resample)
+  write_sine_wav "$work/in.wav" 100
+  refuses 2 "--rate HZ is missing" resample "$work/in.wav"
+  refuses 2 "--rate: '0' is not above 0 Hz" resample --rate 0 "$work/in.wav"
+  refuses 2 "--rate: '-44100' is not above 0 Hz" resample --rate -44100 "$work/in.wav"
+  refuses 2 "--rate: 'fast' is not a finite number" resample --rate fast "$work/in.wav"
+  refuses 2 "--rate: '44100.5' is not a whole number of Hz" resample --rate 44100.5 "$work/in.wav"
+  refuses 2 "-o '$work/out.mp3': the extension says neither WAV nor FLAC" resample --rate 8000 -o "$work/out.mp3" "$work/in.wav"
+  refuses 2 "FLAC cannot hold 2 channels of float samples" resample --rate 8000 --encoding float -o "$work/out.flac" "$work/in.wav"
+  [ ! -e "$work/out.flac" ] || fail "a refused output was left behind"
+  refuses 2 "--encoding: 'pcm12' is not" resample --rate 8000 --encoding pcm12 -o "$work/out.wav" "$work/in.wav"
+  refuses 1 "cannot open '$work/absent.wav'" resample --rate 8000 "$work/absent.wav"
+  "$write_file" raw int16 "$work/in.raw" 1 2 3 4
+  refuses 2 "'$work/in.raw' does not say its sample rate: give --source-rate" resample --rate 8000 --type int16 "$work/in.raw"
+  refuses 2 "--source-rate: '0' is not above 0 Hz" resample --rate 8000 --source-rate 0 --type int16 "$work/in.raw"
+  refuses 2 "--source-rate gives the rate of a FILE" resample --rate 8000 --source-rate 100
+  refuses 2 "unknown option '--ratio'" resample --ratio 2
+  ;;
+
+plot_size)
+  succeeds plot -o "$work/default.png"
+  [ "$("$read_file" png-size "$work/default.png")" = "1200 700" ] || fail "not 1200x700"
+  grep -q "^curves: 4 channels, 8192 points mapped by kxcalcGetXYValGraph2D" "$out" || fail "no curves"
+  for colour in '#1f77b4' '#d62728' '#2ca02c' '#ff7f0e'; do
+    [ "$("$read_file" png-count "$work/default.png" $colour)" -gt 1000 ] || fail "no $colour curve"
+  done
+  succeeds plot --size 320x200 -o "$work/small.png"
+  [ "$("$read_file" png-size "$work/small.png")" = "320 200" ] || fail "not 320x200"
+  pixels_are '#303030' "$work/small.png" 77,33 77,149 296,149 296,33  # the frame's corners
+  ;;
+
+plot_linear_pixels)
+  # Frames 0 .. 5 over 400 pixels (80 each), values 0 .. 4 over 300 (75 each): the first four
+  # points take the library's four-point path, the last two its one-point path.
+  "$write_file" raw double "$work/values.f64" 1 3 0 4 2 0.4
+  succeeds plot "${small_plot[@]}" --type double --y-range 0,4 -o "$work/p.png" "$work/values.f64"
+  grep -q "^x axis: linear, 0 .. 5, frame$" "$out" || fail "wrong X axis"
+  pixels_are $blue "$work/p.png" 78,259 158,109 238,334 318,34 398,184 478,304
+  pixels_are $blue "$work/p.png" 118,184 278,184  # on the lines between them
+  pixels_are '#ffffff' "$work/p.png" 200,60 400,300
+  # Grid lines at the ticks: X 0, 2, 4 (steps of 2 for about 4 ticks), Y 0, 1, ... 4.
+  pixels_are '#dcdcdc' "$work/p.png" 100,259 238,200 398,100 450,109
+  pixels_are '#ffffff' "$work/p.png" 158,200 318,250
+  # A NaN leaves a gap: points 0 and 2 are drawn, the line between them is not.
+  "$write_file" raw double "$work/gap.f64" 1 nan 1
+  succeeds plot "${small_plot[@]}" --type double --y-range 0,4 -o "$work/gap.png" "$work/gap.f64"
+  pixels_are $blue "$work/gap.png" 78,259 478,259
+  pixels_are '#dcdcdc' "$work/gap.png" 200,259 300,259
+  ;;
+
+plot_log_axes)
+  # log10 of 1, 10, ..., 10000 falls on 0, 75, ... 300 pixels up (within the fast
+  # logarithm's error); a time axis from the source rate.
+  "$write_file" raw float "$work/values.f32" 10 1000 1 10000 100
+  succeeds plot "${small_plot[@]}" --type float --source-rate 100 --y-axis log --y-range 1,10000 \
+    -o "$work/p.png" "$work/values.f32"
+  grep -q "^x axis: linear, 0 .. 0.04, time (s)$" "$out" || fail "wrong X axis"
+  pixels_are $blue "$work/p.png" 78,259 178,109 278,334 378,34 478,184
+  # A logarithmic X axis: frames 1, 10 and 100 at 0, 200 and 400 pixels; frame 0 on the left edge.
+  "$write_file" raw float "$work/ramp.f32" $(seq 0 100)
+  succeeds plot "${small_plot[@]}" --type float --x-axis log --x-range 1,100 --y-range 0,100 \
+    -o "$work/x.png" "$work/ramp.f32"
+  pixels_are $blue "$work/x.png" 78,334 78,331 278,304 478,34
+  # Decibels: 20 log10(0.1) = -20 dB on an axis from -40 to 0 dB is half way up.
+  "$write_file" raw double "$work/level.f64" 0.1 1 0.01 0.1
+  succeeds plot "${small_plot[@]}" --type double --y-axis db --y-range -40,0 -o "$work/db.png" "$work/level.f64"
+  pixels_are $blue "$work/db.png" 78,184 211,34 345,334 478,184
+  ;;
+
+plot_long_file)
+  # 200000 frames of a ramp read in blocks: one straight diagonal.
+  seq 0 199999 | "$write_file" raw int32 "$work/ramp.i32" -
+  succeeds plot "${small_plot[@]}" --type int32 --y-range 0,199999 -o "$work/p.png" "$work/ramp.i32"
+  grep -q "200000 points mapped" "$out" || fail "not every point mapped"
+  pixels_are $blue "$work/p.png" 78,334 209,236 278,184 478,34
+  ;;
+
+plot_cursor)
+  "$write_file" raw double "$work/values.f64" 1 3 0 4 2 0.4
+  args=("${small_plot[@]}" --type double --y-range 0,4 "$work/values.f64")
+  succeeds plot "${args[@]}" --cursor 318,34 -o "$work/p.png"
+  grep -q "^cursor 318,34: nearest curve pixel 318,34, colour #1f77b4, channel 0, x 3, y 4$" "$out" ||
+    fail "the cursor on a point did not find it"
+  # From the margin above: the peak below it; marked with a ring.
+  succeeds plot "${args[@]}" --cursor 318,5 --json -o "$work/p.png"
+  for field in '"found": true' '"pixelX": 318' '"pixelY": 34' '"channel": 0' '"xValue": 3' '"yValue": 4'; do
+    grep -qF "$field" "$out" || fail "no $field in $(cat "$out")"
+  done
+  pixels_are '#000000' "$work/p.png" 312,34 324,34 318,40
+  # No curve pixel in the plot area: said plainly, exit status 0.
+  succeeds plot "${small_plot[@]}" --type double --y-range 10,20 --cursor 200,200 -o "$work/none.png" "$work/values.f64"
+  grep -q "^cursor 200,200: no curve pixel in the plot area$" "$out" || fail "no plain answer"
+  succeeds plot "${small_plot[@]}" --type double --y-range 10,20 --cursor 200,200 --json -o "$work/none.png" "$work/values.f64"
+  grep -qF '"found": false' "$out" || fail "JSON does not say found: false"
+  ;;
+
+plot_variants_agree)
+  cpu_has_avx2_and_fma || { echo "no AVX2 and FMA on this processor; skipped"; exit 77; }
+  write_sine_wav "$work/in.wav" 3001
+  for axes in "--y-axis lin" "--y-axis db --x-axis log" "--y-axis log"; do
+    succeeds plot --variant generic $axes --cursor 500,300 -o "$work/p.png" "$work/in.wav"
+    sed 1,2d "$out" >"$work/generic.txt" && mv "$work/p.png" "$work/generic.png"
+    succeeds plot --variant avx2 $axes --cursor 500,300 -o "$work/p.png" "$work/in.wav"
+    sed 1,2d "$out" >"$work/avx2.txt" && mv "$work/p.png" "$work/avx2.png"
+    cmp -s "$work/generic.png" "$work/avx2.png" || fail "the pictures differ with $axes"
+    diff "$work/generic.txt" "$work/avx2.txt" || fail "the summaries differ with $axes"
+  done
+  ;;
+
+error_plot)
+  "$write_file" raw double "$work/values.f64" 1 2 3
+  refuses 2 "-o OUT.png is missing" plot
+  refuses 2 "-o '$work/p.jpg': the picture is written as PNG" plot -o "$work/p.jpg"
+  refuses 2 "--size 150x100 is too small: the plot area inside the margins would be 48x16, at least 100x60" plot --size 150x100 -o "$work/p.png"
+  refuses 2 "--size: '0' is not a whole number from 1 to 16384" plot --size 0x100 -o "$work/p.png"
+  refuses 2 "--size: '640' is not two numbers separated by 'x'" plot --size 640 -o "$work/p.png"
+  refuses 2 "--y-range: the minimum 2 is not below the maximum 2" plot --y-range 2,2 -o "$work/p.png"
+  refuses 2 "--x-range: the minimum 5 is not below the maximum 1" plot --x-range 5,1 -o "$work/p.png"
+  refuses 2 "--y-range: 'x' is not a finite number" plot --y-range x,1 -o "$work/p.png"
+  refuses 2 "--y-range: a logarithmic axis needs bounds above 0, not 0" plot --y-axis log --y-range 0,1 -o "$work/p.png"
+  refuses 2 "--x-range: a logarithmic axis needs bounds above 0, not -1" plot --x-axis log --x-range -1,1 -o "$work/p.png"
+  refuses 2 "--x-axis: 'db' is not lin or log" plot --x-axis db -o "$work/p.png"
+  refuses 2 "--background: 'pink-ish' is not a colour" plot --background pink-ish -o "$work/p.png"
+  refuses 2 "--colours: '#12345' is not a colour" plot --colours '#12345' -o "$work/p.png"
+  refuses 2 "--colours lists 2 colours for 4 channels" plot --colours red,blue -o "$work/p.png"
+  refuses 2 "channel 0's colour #ffffff is the background's" plot --type double --colours white -o "$work/p.png" "$work/values.f64"
+  refuses 2 "--cursor 600,10 lies outside the 503x385 picture" plot "${small_plot[@]}" --cursor 600,10 -o "$work/p.png"
+  refuses 2 "--db-reference: 0 is not above 0" plot --db-reference 0 -o "$work/p.png"
+  refuses 1 "cannot open '$work/absent.wav'" plot -o "$work/p.png" "$work/absent.wav"
+  refuses 1 "--font: cannot read '$work/absent.ttf'" plot --font "$work/absent.ttf" -o "$work/p.png"
+  refuses 1 "cannot use '$work/values.f64' as a font" plot --font "$work/values.f64" -o "$work/p.png"
+  refuses 1 "cannot write '$work/absent/p.png'" plot -o "$work/absent/p.png"
+  refuses 1 "no value above 0 for a logarithmic Y axis: give --y-range" plot --type double --scale -1 --y-axis log -o "$work/p.png" "$work/values.f64"
+  "$write_file" raw double "$work/infinite.f64" 1 inf 3
+  refuses 1 "the data is not finite \(NaN or infinity\): give --y-range" plot --type double -o "$work/p.png" "$work/infinite.f64"
+  [ ! -e "$work/p.png" ] || fail "a refused picture was written"
   ;;
 
 *)

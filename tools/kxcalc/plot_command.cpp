@@ -244,7 +244,7 @@ Axis defaultYAxis(AxisScale scale, double low, double high, double dbReference) 
   }
   const double peak = std::max(std::fabs(low), std::fabs(high)) / dbReference;
   if (!(peak > 1e-9)) throw Failure("no value above 1e-9 for a decibel Y axis: give --y-range");
-  const double top = std::ceil(20 * std::log10(peak) / 10) * 10;
+  const double top = std::ceil(20 * std::log10(peak) / 10) * 10 + 0.0;  // never -0
   double bottom = top - 120;
   if (low > 1e-9)
     bottom = std::max(bottom, std::floor(20 * std::log10(low / dbReference) / 10) * 10);
@@ -632,8 +632,9 @@ int plotCommand(int argc, char** argv) {
               xAxis.maximum, xTitle.c_str());
   std::printf("y axis: %s, %.9g .. %.9g%s, %s\n", scaleName(yAxis.scale), yAxis.minimum,
               yAxis.maximum, yUnit.c_str(), yTitle.c_str());
-  std::printf("curves: %u channels, %llu points mapped by kxcalcGetXYValGraph2D; colours",
-              source->channels(), static_cast<unsigned long long>(points));
+  std::printf("curves: %u channel%s, %llu points mapped by kxcalcGetXYValGraph2D; colours",
+              source->channels(), source->channels() == 1 ? "" : "s",
+              static_cast<unsigned long long>(points));
   for (const uint32_t colour : colours) std::printf(" %s", colourText(colour).c_str());
   std::printf("\n");
   if (options.cursor) {

@@ -6,6 +6,7 @@
 //   kxcalc_read_test_file sound-info PATH               rate, frames, channels, container, encoding
 //   kxcalc_read_test_file sound-frequency PATH CHANNEL  frequency from the rising zero crossings
 //   kxcalc_read_test_file sound-digest PATH             a hash of the float samples
+//   kxcalc_read_test_file sound-samples PATH            the samples, one frame per line
 #include <png.h>
 #include <sndfile.h>
 
@@ -165,6 +166,14 @@ int main(int argc, char** argv) {
     const int channel = std::atoi(argv[3]);
     if (channel < 0 || channel >= sound.info.channels) fail("no such channel");
     std::printf("%.9f\n", risingZeroFrequency(sound, channel));
+  } else if (command == "sound-samples") {
+    const Sound sound = readSound(path);
+    for (sf_count_t frame = 0; frame < sound.info.frames; ++frame) {
+      for (int c = 0; c < sound.info.channels; ++c) {
+        std::printf("%s%.9g", c ? " " : "", sound.samples[frame * sound.info.channels + c]);
+      }
+      std::printf("\n");
+    }
   } else if (command == "sound-digest") {
     const Sound sound = readSound(path);
     uint64_t hash = 14695981039346656037u;  // FNV-1a over the samples' bytes
