@@ -128,6 +128,7 @@ class Interpolator {
   Interpolator(const Library& library, const CHSInterpolatorParams& parameters)
       : interpolate_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_InterpolateValues)),
         stop_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Stop)),
+        reset_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Reset)),
         destroy_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Destroy)) {
     const uint32_t status =
         KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Create)(&handle_, &parameters);
@@ -153,6 +154,20 @@ class Interpolator {
     return output;
   }
 
+  // Fills the whole ring with zeros and starts the stream afresh. The last output of a call
+  // may fall exactly on the newest sample and then reads the slot after it with weight 0;
+  // in the ring's first lap that slot would be uninitialised memory, and a NaN there would
+  // not vanish in the product.
+  void prime(uint32_t ringSize) {
+    const uint32_t block = ringSize > 3 ? ringSize - 3 : 1;
+    const std::vector<float> zeros(block, 0.0f);
+    for (uint32_t written = 0; written < ringSize; written += block) {
+      uint32_t produced = 0;
+      interpolate(zeros.data(), block, produced);
+    }
+    check(reset_(handle_), "a reset");
+  }
+
   // The last output samples, after the last input.
   const float* stop(uint32_t& outputCount) {
     const float* output = nullptr;
@@ -170,6 +185,7 @@ class Interpolator {
 
   decltype(&kxcalcCHSInterpolator_InterpolateValues) interpolate_;
   decltype(&kxcalcCHSInterpolator_Stop) stop_;
+  decltype(&kxcalcCHSInterpolator_Reset) reset_;
   decltype(&kxcalcCHSInterpolator_Destroy) destroy_;
   CHSInterpolator* handle_ = nullptr;
 };
@@ -225,10 +241,14 @@ ResampleResult resample(const Library& library, FrameSource& source,
   std::vector<std::unique_ptr<Interpolator>> interpolators;
   for (uint32_t c = 0; c < channels; ++c) {
     interpolators.push_back(std::make_unique<Interpolator>(library, parameters));
+    interpolators.back()->prime(ringSize);
   }
 
   ChannelBlocks<float> blocks(library, source, conversion);
-  blocks.limitBlock(ringSize - 2);  // the most the ring takes in one call
+  // The ring takes up to ringSize - 2 samples a call, but the output still owed from the
+  // previous call needs the sample before its left neighbour, which a block of
+  // ringSize - 2 would overwrite: one less keeps it.
+  blocks.limitBlock(ringSize - 3);
   FrameCollector collector(channels, output);
   Progress progress("resample", source.frames());
   ResampleResult result;
