@@ -3,7 +3,8 @@
 
 Benchmarks are named <export>/<variant>/<bytes> or <baseline>/<bytes>; with repetitions the
 median is used. Throughput is the block's bytes per second, so two rows of the same block size
-compare as speeds.
+compare as speeds. Benchmarks named <case>/<variant>, without a block, go to a table of their
+own: items per second where they count items, time per call otherwise.
 """
 import json
 import sys
@@ -67,10 +68,38 @@ def print_dispatch(call_times):
     print()
 
 
+def print_per_call(per_call):
+    print("Kernels measured per call rather than per block: items (graph points) per second,")
+    print("or the time of one call (one cursor search over the whole image).")
+    print()
+    print("| Case | generic | avx2 | avx2/generic |")
+    print("|---|---|---|---|")
+    for case in sorted(per_call):
+        figures = per_call[case]
+        generic, avx2 = figures.get("generic"), figures.get("avx2")
+        if generic and avx2:
+            # A speed ratio either way: items per second, or the inverse of the time.
+            ratio = avx2[0] / generic[0] if avx2[1] == "items" else generic[0] / avx2[0]
+            ratio_text = f"{ratio:.2f}x"
+        else:
+            ratio_text = "-"
+        cells = []
+        for figure in (generic, avx2):
+            if figure is None:
+                cells.append("-")
+            elif figure[1] == "items":
+                cells.append(f"{figure[0] / 1e6:.1f} M/s")
+            else:
+                cells.append(f"{figure[0] / 1e6:.3f} ms")
+        print(f"| {case} | {cells[0]} | {cells[1]} | {ratio_text} |")
+    print()
+
+
 def main():
     report = json.load(sys.stdin)
     speeds = {}
     call_times = {}  # library -> ns per call of the dispatch benchmark
+    per_call = defaultdict(dict)  # case -> variant -> (items/s, "items") or (ns, "time")
     medians = any(b.get("aggregate_name") == "median" for b in report["benchmarks"])
     for bench in report["benchmarks"]:
         if medians and bench.get("aggregate_name") != "median":
@@ -78,6 +107,14 @@ def main():
         name = bench.get("run_name", bench["name"])
         if name.startswith(DISPATCH_PREFIX):
             call_times[name.split("/")[1]] = bench["cpu_time"] * NANOSECONDS[bench["time_unit"]]
+            continue
+        case, _, variant = name.rpartition("/")
+        if variant in VARIANTS:
+            if "items_per_second" in bench:
+                per_call[case][variant] = (bench["items_per_second"], "items")
+            else:
+                per_call[case][variant] = (bench["real_time"] * NANOSECONDS[bench["time_unit"]],
+                                           "time")
             continue
         speeds[name] = bench["bytes_per_second"] / 1e9
 
@@ -120,6 +157,8 @@ def main():
     print()
     if call_times:
         print_dispatch(call_times)
+    if per_call:
+        print_per_call(per_call)
     print("| Baseline | " + " | ".join(SIZE_NAMES.get(s, str(s)) for s in sizes) + " |")
     print("|---" * (1 + len(sizes)) + "|")
     for name in sorted(baselines):

@@ -4,7 +4,6 @@
 // lanes in column order, exactly as two groups of four one after the other would.
 #include <immintrin.h>
 
-
 #include "graph/cursor.h"
 #include "graph/graph.h"
 

@@ -1,5 +1,6 @@
 // The four-lane fast base-10 logarithm on a 128-bit vector: the same steps as
-// graph::fastLog10x4 (fast_log10.h), lane by lane.
+// graph::fastLog10x4 (fast_log10.h), lane by lane. Only SSE2 instructions: a file compiled
+// without -mavx2 may use it too.
 #pragma once
 
 #include <immintrin.h>
@@ -7,6 +8,7 @@
 #include "graph/fast_log10.h"
 
 namespace kx::avx2 {
+namespace {
 
 inline __m128 fastLog10x4(__m128 x) {
   const __m128i bits = _mm_castps_si128(x);
@@ -23,4 +25,5 @@ inline __m128 fastLog10x4(__m128 x) {
   return _mm_div_ps(log2, _mm_set1_ps(graph::kLog2Of10Single));
 }
 
+}  // namespace
 }  // namespace kx::avx2

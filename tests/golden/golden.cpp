@@ -530,6 +530,122 @@ void scaledValuesCases(void (*scaledValues)(const Request*), bool alignedOutput,
   }
 }
 
+// Axis limits: ordinary ranges, empty ones and random (special) values.
+void graphAxis(SampleGenerator& random, double& start, double& end) {
+  switch (random.below(4)) {
+    case 0:
+      start = random.scalarDouble(), end = random.scalarDouble();
+      break;
+    case 1:
+      start = end = static_cast<double>(random.below(64)) / 8;
+      break;
+    default:
+      start = static_cast<double>(random.below(2000)) / 16 - 60;
+      end = start + static_cast<double>(1 + random.below(5000)) / 8;
+      break;
+  }
+}
+
+// Every X source, X scale, Y scale and Y type on both paths, each with random records: axes,
+// values (half the time exactly on half pixels of a power-of-two extent) and plot corners.
+void graphCases(decltype(&::kxcalcGetXYValGraph2D) mapPoints, SampleGenerator& random,
+                Digest& digest) {
+  for (uint8_t xSource : {0, 1, 2, 3}) {
+    for (uint8_t xScale : {0, 1, 2}) {
+      for (uint8_t yScale : {0, 1, 2}) {
+        for (uint8_t yDataType : {uint8_t{RawType_float}, uint8_t{RawType_double}, uint8_t{0}}) {
+          for (uint32_t pointsLeft : {1u, 3u, 4u, 17u}) {
+            for (int round = 0; round < 24; ++round) {
+              Region<double> xData(4, 0), yDoubles(4, 0);
+              Region<float> yFloats(4, 0);
+              random.fill(xData.span());
+              random.fill(yDoubles.span());
+              random.fill(yFloats.span());
+              XYGraphPointRequest r{};
+              r.pointsLeft = pointsLeft;
+              r.xSource = xSource, r.xScale = xScale, r.yScale = yScale, r.yDataType = yDataType;
+              r.index = static_cast<int32_t>(random.below(2000)) - 1000;
+              r.left = static_cast<int16_t>(random.below(400));
+              r.right = static_cast<int16_t>(r.left + (1 << random.below(11)));
+              r.bottom = static_cast<int16_t>(random.below(800));
+              r.top = static_cast<int16_t>(r.bottom - (int32_t{1} << random.below(10)));
+              if (random.below(4) == 0) r.right = static_cast<int16_t>(random.bits());
+              r.xStep = random.below(2) ? random.scalarDouble() : 0.25 * random.below(40);
+              r.xStart = random.below(2) ? random.scalarDouble() : random.below(100) - 50.0;
+              r.yFactor = random.below(3) ? 1.0 : random.scalarDouble();
+              r.yOffset = random.below(3) ? 0.0 : random.scalarDouble();
+              graphAxis(random, r.xMin, r.xMax);
+              graphAxis(random, r.xLogMin, r.xLogMax);
+              graphAxis(random, r.yMin, r.yMax);
+              graphAxis(random, r.yLogMin, r.yLogMax);
+              r.dbReference = random.below(2) ? random.scalarDouble() : 1.0 + random.below(100);
+              if (random.below(2)) {
+                // Fractions (k + 0.5) / extent, exact for the power-of-two extents.
+                const double width = int32_t{r.right} - r.left, height = int32_t{r.bottom} - r.top;
+                for (int k = 0; k < 4; ++k) {
+                  xData[k] = (static_cast<double>(random.below(64)) - 32 + 0.5) / width;
+                  yDoubles[k] = (static_cast<double>(random.below(64)) - 32 + 0.5) / height;
+                  yFloats[k] = static_cast<float>(yDoubles[k]);
+                }
+                r.yFactor = 1.0, r.yOffset = 0.0, r.yMin = 0.0, r.yMax = 1.0;
+              }
+              Region<int32_t> xPixels(4, 0), yPixels(4, 0);
+              Region<uint32_t> count(1, 0);
+              r.xData = xSource == 1 ? xData.data() - r.index : nullptr;
+              r.yData = yDataType == RawType_float ? static_cast<const void*>(yFloats.data())
+                                                   : static_cast<const void*>(yDoubles.data());
+              r.xPixels = xPixels.data(), r.yPixels = yPixels.data(), r.pointCount = count.data();
+              mapPoints(&r);
+              xPixels.hashInto(digest);
+              yPixels.hashInto(digest);
+              count.hashInto(digest);
+              digest.countCase();
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+// Images of every width up to 37 and heights up to 9, rows packed or padded, top-down and
+// bottom-up, from small palettes (many ties), with exclusion lists of 1 to 40 values.
+void cursorCases(decltype(&::kxcalcFindCursorXY) findCursor, SampleGenerator& random,
+                 Digest& digest) {
+  for (int round = 0; round < 16; ++round) {
+    for (int32_t width = 1; width <= 37; ++width) {
+      for (int32_t height = 0; height <= 9; ++height) {
+        const int32_t rowPixels = width + static_cast<int32_t>(random.below(3));
+        const bool bottomUp = random.below(2) == 0;
+        const int32_t strideBytes = rowPixels * 4 + static_cast<int32_t>(random.below(4));
+        Region<uint32_t> pixels(std::size_t(rowPixels) * std::max(height, 1), 0);
+        uint32_t palette[6];
+        for (uint32_t& value : palette) value = static_cast<uint32_t>(random.bits());
+        for (uint32_t& pixel : pixels.span()) pixel = palette[random.below(6)];
+        std::vector<uint32_t> excluded(1 + random.below(40));
+        for (uint32_t& value : excluded) {
+          value = random.below(4) ? palette[random.below(6)] : static_cast<uint32_t>(random.bits());
+        }
+        int32_t cursorX = static_cast<int32_t>(random.below(width + 20)) - 10;
+        int32_t cursorY = static_cast<int32_t>(random.below(height + 10)) - 5;
+        if (random.below(8) == 0) {
+          cursorX = static_cast<int32_t>(random.bits());
+          cursorY = static_cast<int32_t>(random.bits());
+        }
+        Region<uint32_t> found(3, 0);
+        random.fill(found.span());
+        const uint32_t* image =
+            pixels.data() + (bottomUp ? std::size_t(rowPixels) * std::max(height - 1, 0) : 0);
+        findCursor(image, bottomUp ? strideBytes : -strideBytes, width, height, cursorX, cursorY,
+                   &found[0], &found[1], &found[2], excluded.data(),
+                   static_cast<int32_t>(excluded.size()));
+        found.hashInto(digest);
+        digest.countCase();
+      }
+    }
+  }
+}
+
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
@@ -601,6 +717,8 @@ const Export kExports[] = {
     KX_EXPORT(kxcalcChannelGetScaledValuesAtPos_double_aligned_output,
               scaledValuesCases(kxcalcChannelGetScaledValuesAtPos_double_aligned_output, true,
                                 random, digest)),
+    KX_EXPORT(kxcalcGetXYValGraph2D, graphCases(kxcalcGetXYValGraph2D, random, digest)),
+    KX_EXPORT(kxcalcFindCursorXY, cursorCases(kxcalcFindCursorXY, random, digest)),
 };
 
 #undef KX_EXPORT
