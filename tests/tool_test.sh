@@ -319,6 +319,20 @@ error_missing_export)
     --variant generic --y-range 0,1 -o "$work/p.png"
   ;;
 
+stats_json)
+  "$write_file" raw int16 "$work/data.raw" 1 -1 3 -3
+  succeeds stats --json --type int16 --channels 2 "$work/data.raw"
+  [ "$(wc -l <"$out")" -eq 1 ] || fail "not one line of JSON"
+  grep -qF '"channels": [{"channel": 0, "minimum": 1, "maximum": 3, "mean": 2, "rms": 2.236067977' "$out" ||
+    fail "channel 0 wrong"
+  grep -qF '{"channel": 1, "minimum": -3, "maximum": -1, "mean": -2, "rms": 2.236067977' "$out" ||
+    fail "channel 1 wrong"
+  grep -qF '"unit": "raw values"' "$out" || fail "no unit"
+  if command -v python3 >/dev/null; then python3 -m json.tool "$out" >/dev/null || fail "not JSON"; fi
+  succeeds stats --json --frames 1000
+  grep -qF '"unit": "counts"' "$out" || fail "no unit of the synthetic run"
+  ;;
+
 resample_synthetic_wav)
   # 144000 frames at 48 kHz: trunc(143999 * 44100 / 48000 + 1) = 132300 frames at 44.1 kHz.
   succeeds resample --rate 44100 -o "$work/out.wav"

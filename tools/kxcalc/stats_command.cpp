@@ -7,6 +7,7 @@
 #include "channel_blocks.h"
 #include "commands.h"
 #include "failure.h"
+#include "json.h"
 #include "library.h"
 #include "measure.h"
 #include "options.h"
@@ -22,6 +23,7 @@ constexpr uint32_t kDefaultSyntheticChannels = 4;
 
 struct StatsOptions {
   bool help = false;
+  bool json = false;
   InputOptions input;
   std::optional<Precision> precision;  // engineering values in double or single precision
   std::optional<uint64_t> frames;      // length of the synthetic acquisition
@@ -46,6 +48,8 @@ StatsOptions parseStatsOptions(int argc, char** argv) {
       }
     } else if (name == "--frames") {
       options.frames = parseWholeNumber(name.c_str(), reader.value(), 1, uint64_t{1} << 32);
+    } else if (name == "--json") {
+      options.json = true;
     } else {
       throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
     }
@@ -83,6 +87,7 @@ const char* const kHelpOwnOptions =
     R"(  --precision P      engineering values in double (default) or single precision
   --frames N         frames of the synthetic run (default 1048576)
   --channels N       also the channels of the synthetic run (default 4)
+  --json             print the results as one JSON object instead
 )";
 
 const char* const kHelpEnd = R"(
@@ -112,12 +117,48 @@ void printThroughput(const Measurement& measurement) {
       static_cast<double>(measurement.samples) / seconds);
 }
 
+void printJson(const Library& library, const std::string& input, const std::string& unit,
+               const Measurement& measurement) {
+  std::string channels = "[";
+  for (size_t c = 0; c < measurement.channels.size(); ++c) {
+    const ChannelStatistics& statistics = measurement.channels[c];
+    channels += (c ? ", " : "") + JsonObject()
+                                      .add("channel", static_cast<uint32_t>(c))
+                                      .add("minimum", statistics.minimum)
+                                      .add("maximum", statistics.maximum)
+                                      .add("mean", statistics.mean())
+                                      .add("rms", statistics.rms())
+                                      .text();
+  }
+  JsonObject summary;
+  summary.add("input", input)
+      .add("unit", unit)
+      .addRaw("channels", channels + "]")
+      .add("throughput", JsonObject()
+                             .add("bytes", measurement.bytes)
+                             .add("samples", measurement.samples)
+                             .add("librarySeconds", measurement.librarySeconds))
+      .add("library", JsonObject()
+                          .add("version", library.version())
+                          .add("variant", variantName(library.variant()))
+                          .add("path", library.path()));
+  std::printf("%s\n", summary.text().c_str());
+}
+
 void runSynthetic(const Library& library, const StatsOptions& options) {
   const uint32_t channels = options.input.channels.value_or(kDefaultSyntheticChannels);
   const uint64_t frames = options.frames.value_or(kDefaultFrames);
   const SyntheticAcquisition acquisition = generateAcquisition(channels, frames);
   const Measurement measurement =
       measureInterleavedInt16(library, acquisition.samples.data(), frames, channels);
+  if (options.json) {
+    printJson(library,
+              format("synthetic acquisition, %u channels of int16 at %.6g Hz, %llu frames",
+                     channels, acquisition.sampleRate, static_cast<unsigned long long>(frames)),
+              "counts", measurement);
+    return;
+  }
+  printBanner(library);
 
   std::printf(
       "input: synthetic acquisition, %u channels of int16 at %.6g Hz, %llu frames "
@@ -150,14 +191,19 @@ void runFile(const Library& library, const StatsOptions& options) {
   const Measurement measurement =
       measureEngineeringValues(library, *source, conversion, precision, &progress);
   progress.finish();
+  const std::string& unit = conversion.userGiven ? source->scaledUnit() : source->unit();
+  if (options.json) {
+    printJson(library, source->description(), unit, measurement);
+    return;
+  }
+  printBanner(library);
 
   std::printf("input: %s\n", source->description().c_str());
   std::printf(
       "each channel scaled by kxcalcChannelGetScaledValuesAtPos_%s and measured by "
       "kxcalcGetMinMaxAveRMS_%s\n",
       single ? "float" : "double", single ? "float" : "double");
-  printStatistics(measurement,
-                  (conversion.userGiven ? source->scaledUnit() : source->unit()).c_str());
+  printStatistics(measurement, unit.c_str());
   printThroughput(measurement);
 }
 
@@ -170,7 +216,6 @@ int statsCommand(int argc, char** argv) {
     return 0;
   }
   const Library library(options.input.variant);
-  printBanner(library);
   if (options.input.file) {
     runFile(library, options);
   } else {
