@@ -333,6 +333,19 @@ stats_json)
   grep -qF '"unit": "counts"' "$out" || fail "no unit of the synthetic run"
   ;;
 
+progress_bar)
+  # Shown on a terminal (here one made by script) once the delay has passed, and cleared;
+  # never when stderr is not a terminal, however long the work.
+  command -v script >/dev/null || { echo "no script command; skipped"; exit 77; }
+  export KXCALC_PROGRESS_DELAY_MS=0
+  succeeds resample --rate 44100 --frames 500000
+  script -qec "'$kxcalc' resample --rate 44100 --frames 500000" /dev/null >"$work/terminal" ||
+    fail "the run on a terminal failed"
+  grep -qE 'resample \[#*\.*\] +[0-9]+%' "$work/terminal" || fail "no progress bar on the terminal"
+  grep -q $'\r\e\[K' "$work/terminal" || fail "the bar is not cleared"
+  grep -q "^frames: 500000 in, 459375 out" "$work/terminal" || fail "no summary after the bar"
+  ;;
+
 resample_synthetic_wav)
   # 144000 frames at 48 kHz: trunc(143999 * 44100 / 48000 + 1) = 132300 frames at 44.1 kHz.
   succeeds resample --rate 44100 -o "$work/out.wav"
@@ -528,7 +541,7 @@ error_plot)
   refuses 2 "-o OUT.png is missing" plot
   refuses 2 "-o '$work/p.jpg': the picture is written as PNG" plot -o "$work/p.jpg"
   refuses 2 "--size 150x100 is too small: the plot area inside the margins would be 48x16, at least 100x60" plot --size 150x100 -o "$work/p.png"
-  refuses 2 "--size: '0' is not a whole number from 1 to 16384" plot --size 0x100 -o "$work/p.png"
+  refuses 2 "--size: '0' is not a whole number from 1 to 8192" plot --size 0x100 -o "$work/p.png"
   refuses 2 "--size: '640' is not two numbers separated by 'x'" plot --size 640 -o "$work/p.png"
   refuses 2 "--y-range: the minimum 2 is not below the maximum 2" plot --y-range 2,2 -o "$work/p.png"
   refuses 2 "--x-range: the minimum 5 is not below the maximum 1" plot --x-range 5,1 -o "$work/p.png"

@@ -29,7 +29,7 @@ namespace {
 
 constexpr int kDefaultWidth = 1200;
 constexpr int kDefaultHeight = 700;
-constexpr int kLargestSide = 16384;  // pixel positions are 16-bit in the mapping
+constexpr int kLargestSide = 8192;  // 256 MB of pixels; positions are 16-bit in the mapping
 constexpr int kSmallestPlotWidth = 100;
 constexpr int kSmallestPlotHeight = 60;
 constexpr uint64_t kDefaultSyntheticFrames = 2048;

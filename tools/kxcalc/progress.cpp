@@ -5,11 +5,21 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace kxtool {
 namespace {
 
 constexpr auto kQuietStart = std::chrono::milliseconds(500);
+
+// KXCALC_PROGRESS_DELAY_MS shortens (or lengthens) the quiet start, for the tests.
+std::chrono::milliseconds quietStart() {
+  const char* text = std::getenv("KXCALC_PROGRESS_DELAY_MS");
+  if (text == nullptr || *text == '\0') return kQuietStart;
+  char* end = nullptr;
+  const long milliseconds = std::strtol(text, &end, 10);
+  return *end == '\0' && milliseconds >= 0 ? std::chrono::milliseconds(milliseconds) : kQuietStart;
+}
 constexpr auto kRedrawEvery = std::chrono::milliseconds(100);
 
 int terminalColumns() {
@@ -24,6 +34,7 @@ Progress::Progress(std::string label, uint64_t total)
     : label_(std::move(label)),
       total_(total),
       terminal_(isatty(STDERR_FILENO) == 1),
+      quietStart_(quietStart()),
       start_(Clock::now()),
       lastDraw_(start_) {}
 
@@ -34,7 +45,7 @@ Progress::~Progress() {
 void Progress::update(uint64_t done) {
   if (!terminal_) return;
   const Clock::time_point now = Clock::now();
-  if (now - start_ < kQuietStart || (drawn_ && now - lastDraw_ < kRedrawEvery)) return;
+  if (now - start_ < quietStart_ || (drawn_ && now - lastDraw_ < kRedrawEvery)) return;
   lastDraw_ = now;
   draw(done);
 }

@@ -27,6 +27,7 @@ class Progress {
   uint64_t total_;
   bool terminal_;
   bool drawn_ = false;
+  std::chrono::milliseconds quietStart_;
   Clock::time_point start_;
   Clock::time_point lastDraw_;
 };
