@@ -449,6 +449,7 @@ error_resample)
 plot_size)
   succeeds plot -o "$work/default.png"
   [ "$("$read_file" png-size "$work/default.png")" = "1200 700" ] || fail "not 1200x700"
+  [ "$("$read_file" png-opaque "$work/default.png")" = yes ] || fail "not every pixel is opaque"
   grep -q "^curves: 4 channels, 8192 points mapped by kxcalcGetXYValGraph2D" "$out" || fail "no curves"
   for colour in '#1f77b4' '#d62728' '#2ca02c' '#ff7f0e'; do
     [ "$("$read_file" png-count "$work/default.png" $colour)" -gt 1000 ] || fail "no $colour curve"
@@ -490,6 +491,8 @@ plot_log_axes)
   succeeds plot "${small_plot[@]}" --type float --x-axis log --x-range 1,100 --y-range 0,100 \
     -o "$work/x.png" "$work/ramp.f32"
   pixels_are $blue "$work/x.png" 78,334 78,331 278,304 478,34
+  pixels_are '#ededed' "$work/x.png" 138,100 338,100  # the minor grid at 2 and 20
+  [ "$("$read_file" png-opaque "$work/x.png")" = yes ] || fail "not every pixel is opaque"
   # Decibels: 20 log10(0.1) = -20 dB on an axis from -40 to 0 dB is half way up.
   "$write_file" raw double "$work/level.f64" 0.1 1 0.01 0.1
   succeeds plot "${small_plot[@]}" --type double --y-axis db --y-range -40,0 -o "$work/db.png" "$work/level.f64"

@@ -372,10 +372,14 @@ uint64_t drawCurves(const Library& library, FrameSource& source,
   return first * channels;
 }
 
+// Half way between the grid and the background.
+uint32_t minorGridColour(const PlotOptions& options) {
+  return 0xFF000000 | ((options.grid & 0xFEFEFE) / 2 + (options.background & 0xFEFEFE) / 2);
+}
+
 void drawAxes(Canvas& canvas, Font& font, const Rect& plot, const Axis& x, const Axis& y,
               const PlotOptions& options, bool labels) {
-  const uint32_t minorGrid =
-      (options.grid & 0xFEFEFEFE) / 2 + (options.background & 0xFEFEFEFE) / 2;
+  const uint32_t minorGrid = minorGridColour(options);
   const int plotWidth = plot.right - plot.left, plotHeight = plot.bottom - plot.top;
   const auto xPixel = [&](double value) {
     return plot.left + static_cast<int>(std::lround(x.fraction(value) * plotWidth));
@@ -559,11 +563,9 @@ int plotCommand(int argc, char** argv) {
 
   CursorHit hit;
   if (options.cursor) {
-    const uint32_t minorGrid =
-        (options.grid & 0xFEFEFEFE) / 2 + (options.background & 0xFEFEFEFE) / 2;
     hit = findCursor(library, canvas, plot, *options.cursor,
-                     {options.background, options.grid, minorGrid, options.axis}, colours, xAxis,
-                     yAxis);
+                     {options.background, options.grid, minorGridColour(options), options.axis},
+                     colours, xAxis, yAxis);
     const auto [cx, cy] = *options.cursor;
     canvas.horizontalLine(cx - 4, cx + 4, cy, options.mark);
     canvas.verticalLine(cx, cy - 4, cy + 4, options.mark);

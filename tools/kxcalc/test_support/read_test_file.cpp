@@ -2,6 +2,7 @@
 //   kxcalc_read_test_file png-size PATH                 width and height
 //   kxcalc_read_test_file png-pixels PATH X,Y...        #rrggbb of each pixel, one per line
 //   kxcalc_read_test_file png-count PATH #RRGGBB        pixels of that colour
+//   kxcalc_read_test_file png-opaque PATH               yes when every pixel is opaque
 //   kxcalc_read_test_file png-box PATH #RRGGBB          smallest box around them: X0 Y0 X1 Y1
 //   kxcalc_read_test_file sound-info PATH               rate, frames, channels, container, encoding
 //   kxcalc_read_test_file sound-frequency PATH CHANNEL  frequency from the rising zero crossings
@@ -130,6 +131,11 @@ int main(int argc, char** argv) {
       }
       std::printf("#%06x\n", picture.colour(x, y));
     }
+  } else if (command == "png-opaque") {
+    const Picture picture = readPng(path);
+    bool opaque = true;
+    for (size_t i = 3; i < picture.rgba.size(); i += 4) opaque = opaque && picture.rgba[i] == 255;
+    std::printf("%s\n", opaque ? "yes" : "no");
   } else if ((command == "png-count" || command == "png-box") && argc == 4) {
     const Picture picture = readPng(path);
     const uint32_t colour = parseColour(argv[3]);
