@@ -386,6 +386,20 @@ resample_wav_to_flac)
     fail "float to FLAC: $("$read_file" sound-info "$work/from_float.flac")"
   ;;
 
+resample_same_rate)
+  # At the same rate every output falls on an input frame (t = 0): the 16-bit samples come
+  # back exactly, full scale and the last frame (after Stop) included, in WAV and in FLAC.
+  "$write_file" wav "$work/in.wav" 48000 1 \
+    $(awk 'BEGIN { for (i = 0; i < 9000; i++) printf "%d ", int(32767 * sin(i / 7)) }') -32768 ||
+    fail "writing the WAV file"
+  for extension in wav flac; do
+    succeeds resample --rate 48000 -o "$work/out.$extension" "$work/in.wav"
+    grep -q "^frames: 9001 in, 9001 out$" "$out" || fail "wrong frame counts"
+    [ "$("$read_file" sound-digest "$work/out.$extension")" = "$("$read_file" sound-digest "$work/in.wav")" ] ||
+      fail "the $extension output differs from the input"
+  done
+  ;;
+
 resample_raw)
   # Two channels at 1 kHz, i and -2i; at a quarter of the rate every output falls on an
   # input frame (t = 0), so the outputs are frames 0, 4, ..., 40 exactly.
