@@ -466,6 +466,133 @@ const char* scaleName(AxisScale scale) {
                                            : "decibel";
 }
 
+// What the picture shows, for the summary.
+struct Drawing {
+  Rect area{};
+  Axis x, y;
+  std::string xTitle, yTitle;
+  std::vector<uint32_t> colours;
+  uint64_t points = 0;
+  CursorHit hit;
+};
+
+// The Y axis from the data: every channel's minimum and maximum, read in a first pass.
+Axis yAxisFromData(const Library& library, FrameSource& source, const ChannelConversion& conversion,
+                   const PlotOptions& options) {
+  Progress progress("plot: range", source.frames());
+  const Measurement measurement =
+      measureEngineeringValues(library, source, conversion, Precision::Double, &progress);
+  double low = measurement.channels[0].minimum, high = measurement.channels[0].maximum;
+  for (const ChannelStatistics& channel : measurement.channels) {
+    low = std::min(low, channel.minimum);
+    high = std::max(high, channel.maximum);
+  }
+  source.rewind();
+  return defaultYAxis(options.yScale, low, high, options.dbReference);
+}
+
+// The axis titles below and left of the plot, the title above it and the legend on its right.
+void drawTitles(Canvas& canvas, Font& font, const Drawing& drawing, const std::string& title,
+                const PlotOptions& options) {
+  const Rect& plot = drawing.area;
+  font.draw(canvas, (plot.left + plot.right - font.width(drawing.xTitle)) / 2, options.height - 8,
+            drawing.xTitle, options.axis);
+  font.draw(canvas, 4 + font.ascent(), (plot.top + plot.bottom + font.width(drawing.yTitle)) / 2,
+            drawing.yTitle, options.axis, true);
+  const int baseline = 8 + font.ascent();
+  font.draw(canvas, plot.left, baseline, title, options.axis);
+  int legendX = plot.right + 1;
+  for (auto c = static_cast<uint32_t>(drawing.colours.size()); c-- > 0;) {
+    const std::string label = format("channel %u", c);
+    legendX -= font.width(label) + 30;
+    if (legendX < plot.left + font.width(title) + 20) break;  // no room left beside the title
+    const int middle = 8 + font.ascent() / 2 + 2;
+    canvas.horizontalLine(legendX, legendX + 18, middle, drawing.colours[c]);
+    canvas.horizontalLine(legendX, legendX + 18, middle + 1, drawing.colours[c]);
+    font.draw(canvas, legendX + 22, baseline, label, options.axis);
+  }
+}
+
+void printJsonSummary(const Library& library, const FrameSource& source, const PlotOptions& options,
+                      const Drawing& drawing) {
+  const Rect& plot = drawing.area;
+  JsonObject summary;
+  summary.add("output", *options.output)
+      .add("width", options.width)
+      .add("height", options.height)
+      .add("plotArea", JsonObject()
+                           .add("left", plot.left)
+                           .add("top", plot.top)
+                           .add("right", plot.right)
+                           .add("bottom", plot.bottom))
+      .add("x", JsonObject()
+                    .add("scale", scaleName(drawing.x.scale))
+                    .add("min", drawing.x.minimum)
+                    .add("max", drawing.x.maximum)
+                    .add("title", drawing.xTitle))
+      .add("y", JsonObject()
+                    .add("scale", scaleName(drawing.y.scale))
+                    .add("min", drawing.y.minimum)
+                    .add("max", drawing.y.maximum)
+                    .add("title", drawing.yTitle))
+      .add("channels", source.channels())
+      .add("points", drawing.points);
+  std::string colourList = "[";
+  for (size_t c = 0; c < drawing.colours.size(); ++c) {
+    colourList += (c ? ", " : "") + JsonObject::quoted(colourText(drawing.colours[c]));
+  }
+  summary.addRaw("colours", colourList + "]");
+  if (options.cursor) {
+    const CursorHit& hit = drawing.hit;
+    JsonObject cursor;
+    cursor.add("x", options.cursor->first).add("y", options.cursor->second).add("found", hit.found);
+    if (hit.found) {
+      cursor.add("pixelX", hit.x)
+          .add("pixelY", hit.y)
+          .add("colour", colourText(hit.colour))
+          .add("channel", hit.channel)
+          .add("xValue", hit.xValue)
+          .add("yValue", hit.yValue);
+    }
+    summary.add("cursor", cursor);
+  }
+  summary.add("library", JsonObject()
+                             .add("version", library.version())
+                             .add("variant", variantName(library.variant()))
+                             .add("path", library.path()));
+  std::printf("%s\n", summary.text().c_str());
+}
+
+void printSummary(const Library& library, const FrameSource& source, const PlotOptions& options,
+                  const Drawing& drawing) {
+  const Rect& plot = drawing.area;
+  const char* yUnit = drawing.y.scale == AxisScale::Decibel ? " dB" : "";
+  printBanner(library);
+  std::printf("input: %s\n", source.description().c_str());
+  std::printf("picture: '%s', %dx%d, plot area x %d..%d, y %d..%d\n", options.output->c_str(),
+              options.width, options.height, plot.left, plot.right, plot.top, plot.bottom);
+  std::printf("x axis: %s, %.9g .. %.9g, %s\n", scaleName(drawing.x.scale), drawing.x.minimum,
+              drawing.x.maximum, drawing.xTitle.c_str());
+  std::printf("y axis: %s, %.9g .. %.9g%s, %s\n", scaleName(drawing.y.scale), drawing.y.minimum,
+              drawing.y.maximum, yUnit, drawing.yTitle.c_str());
+  std::printf("curves: %u channel%s, %llu points mapped by kxcalcGetXYValGraph2D; colours",
+              source.channels(), source.channels() == 1 ? "" : "s",
+              static_cast<unsigned long long>(drawing.points));
+  for (const uint32_t colour : drawing.colours) std::printf(" %s", colourText(colour).c_str());
+  std::printf("\n");
+  if (!options.cursor) return;
+  const auto [cursorX, cursorY] = *options.cursor;
+  const CursorHit& hit = drawing.hit;
+  if (hit.found) {
+    std::printf(
+        "cursor %d,%d: nearest curve pixel %d,%d, colour %s, channel %d, x %.6g, y %.6g%s\n",
+        cursorX, cursorY, hit.x, hit.y, colourText(hit.colour).c_str(), hit.channel, hit.xValue,
+        hit.yValue, yUnit);
+  } else {
+    std::printf("cursor %d,%d: no curve pixel in the plot area\n", cursorX, cursorY);
+  }
+}
+
 }  // namespace
 
 int plotCommand(int argc, char** argv) {
@@ -474,8 +601,9 @@ int plotCommand(int argc, char** argv) {
     std::printf("%s%s%s", kHelp, kInputOptionsHelp, kVariantHelp);
     return 0;
   }
-  const Rect plot{kMarginLeft, kMarginTop, options.width - 1 - kMarginRight,
-                  options.height - 1 - kMarginBottom};
+  Drawing drawing;
+  const Rect& plot = drawing.area = {kMarginLeft, kMarginTop, options.width - 1 - kMarginRight,
+                                     options.height - 1 - kMarginBottom};
   if (plot.right - plot.left + 1 < kSmallestPlotWidth ||
       plot.bottom - plot.top + 1 < kSmallestPlotHeight) {
     throw UsageError(
@@ -498,157 +626,55 @@ int plotCommand(int argc, char** argv) {
           : acquisitionSource(options.input.channels.value_or(kDefaultSyntheticChannels),
                               options.frames.value_or(kDefaultSyntheticFrames));
   const ChannelConversion conversion = channelConversion(options.input, *source);
-  const std::vector<uint32_t> colours = curveColours(options, source->channels());
+  drawing.colours = curveColours(options, source->channels());
   const double rate = options.sourceRate.value_or(source->sampleRate());
   const double xStep = rate > 0 ? 1 / rate : 1;
 
-  Axis xAxis{options.xScale, 0, 1};
   if (options.xRange) {
-    xAxis.minimum = options.xRange->first;
-    xAxis.maximum = options.xRange->second;
+    drawing.x = {options.xScale, options.xRange->first, options.xRange->second};
+  } else if (source->frames() == 0) {
+    throw Failure(
+        format("'%s' does not say its length: give --x-range", options.input.file->c_str()));
   } else {
-    if (source->frames() == 0) {
-      throw Failure(
-          format("'%s' does not say its length: give --x-range", options.input.file->c_str()));
-    }
-    xAxis = defaultXAxis(options.xScale, source->frames(), xStep);
+    drawing.x = defaultXAxis(options.xScale, source->frames(), xStep);
   }
-  Axis yAxis{options.yScale, 0, 1};
-  if (options.yRange) {
-    yAxis.minimum = options.yRange->first;
-    yAxis.maximum = options.yRange->second;
-  } else {
-    Progress progress("plot: range", source->frames());
-    const Measurement measurement =
-        measureEngineeringValues(library, *source, conversion, Precision::Double, &progress);
-    double low = measurement.channels[0].minimum, high = measurement.channels[0].maximum;
-    for (const ChannelStatistics& channel : measurement.channels) {
-      low = std::min(low, channel.minimum);
-      high = std::max(high, channel.maximum);
-    }
-    yAxis = defaultYAxis(options.yScale, low, high, options.dbReference);
-    source->rewind();
-  }
-
-  Canvas canvas(options.width, options.height, options.background);
-  drawAxes(canvas, font, plot, xAxis, yAxis, options, false);
-  const uint64_t points = drawCurves(library, *source, conversion,
-                                     mappingRequest(plot, xAxis, yAxis, xStep, options.dbReference),
-                                     xStep, colours, plot, canvas);
-  drawAxes(canvas, font, plot, xAxis, yAxis, options, true);
-
-  // Axis titles, the title and the legend.
+  drawing.y = options.yRange ? Axis{options.yScale, options.yRange->first, options.yRange->second}
+                             : yAxisFromData(library, *source, conversion, options);
   const std::string unit = conversion.userGiven ? source->scaledUnit() : source->unit();
-  const std::string xTitle = rate > 0 ? "time (s)" : "frame";
-  const std::string yTitle = yAxis.scale == AxisScale::Decibel
-                                 ? format("dB re %g (%s)", options.dbReference, unit.c_str())
-                                 : unit;
-  font.draw(canvas, (plot.left + plot.right - font.width(xTitle)) / 2, options.height - 8, xTitle,
-            options.axis);
-  font.draw(canvas, 4 + font.ascent(), (plot.top + plot.bottom + font.width(yTitle)) / 2, yTitle,
-            options.axis, true);
-  const std::string title = options.input.file ? *options.input.file : "synthetic acquisition";
-  font.draw(canvas, plot.left, 8 + font.ascent(), title, options.axis);
-  int legendX = plot.right + 1;
-  for (uint32_t c = source->channels(); c-- > 0;) {
-    const std::string label = format("channel %u", c);
-    legendX -= font.width(label) + 30;
-    if (legendX < plot.left + font.width(title) + 20) break;
-    const int middle = 8 + font.ascent() / 2 + 2;
-    for (int thickness = 0; thickness < 2; ++thickness) {
-      canvas.horizontalLine(legendX, legendX + 18, middle + thickness, colours[c]);
-    }
-    font.draw(canvas, legendX + 22, 8 + font.ascent(), label, options.axis);
-  }
+  drawing.xTitle = rate > 0 ? "time (s)" : "frame";
+  drawing.yTitle =
+      drawing.y.scale == AxisScale::Decibel ? format("dB re %g", options.dbReference) : unit;
 
-  CursorHit hit;
+  // Grid and frame first, the curves over them, the labels outside the plot area last.
+  Canvas canvas(options.width, options.height, options.background);
+  drawAxes(canvas, font, plot, drawing.x, drawing.y, options, false);
+  drawing.points =
+      drawCurves(library, *source, conversion,
+                 mappingRequest(plot, drawing.x, drawing.y, xStep, options.dbReference), xStep,
+                 drawing.colours, plot, canvas);
+  drawAxes(canvas, font, plot, drawing.x, drawing.y, options, true);
+  drawTitles(canvas, font, drawing,
+             options.input.file ? *options.input.file : "synthetic acquisition", options);
+
   if (options.cursor) {
-    hit = findCursor(library, canvas, plot, *options.cursor,
-                     {options.background, options.grid, minorGridColour(options), options.axis},
-                     colours, xAxis, yAxis);
-    const auto [cx, cy] = *options.cursor;
-    canvas.horizontalLine(cx - 4, cx + 4, cy, options.mark);
-    canvas.verticalLine(cx, cy - 4, cy + 4, options.mark);
-    if (hit.found) {
-      canvas.ring(hit.x, hit.y, 6, options.mark);
-      canvas.ring(hit.x, hit.y, 7, options.mark);
+    drawing.hit =
+        findCursor(library, canvas, plot, *options.cursor,
+                   {options.background, options.grid, minorGridColour(options), options.axis},
+                   drawing.colours, drawing.x, drawing.y);
+    const auto [cursorX, cursorY] = *options.cursor;
+    canvas.horizontalLine(cursorX - 4, cursorX + 4, cursorY, options.mark);
+    canvas.verticalLine(cursorX, cursorY - 4, cursorY + 4, options.mark);
+    if (drawing.hit.found) {
+      canvas.ring(drawing.hit.x, drawing.hit.y, 6, options.mark);
+      canvas.ring(drawing.hit.x, drawing.hit.y, 7, options.mark);
     }
   }
   canvas.writePng(*options.output);
 
-  const std::string yUnit = yAxis.scale == AxisScale::Decibel ? " dB" : "";
   if (options.json) {
-    JsonObject summary;
-    summary.add("output", *options.output)
-        .add("width", options.width)
-        .add("height", options.height)
-        .add("plotArea", JsonObject()
-                             .add("left", plot.left)
-                             .add("top", plot.top)
-                             .add("right", plot.right)
-                             .add("bottom", plot.bottom))
-        .add("x", JsonObject()
-                      .add("scale", scaleName(xAxis.scale))
-                      .add("min", xAxis.minimum)
-                      .add("max", xAxis.maximum)
-                      .add("title", xTitle))
-        .add("y", JsonObject()
-                      .add("scale", scaleName(yAxis.scale))
-                      .add("min", yAxis.minimum)
-                      .add("max", yAxis.maximum)
-                      .add("title", yTitle))
-        .add("channels", source->channels())
-        .add("points", points);
-    std::string colourList = "[";
-    for (size_t c = 0; c < colours.size(); ++c) {
-      colourList += (c ? ", " : "") + JsonObject::quoted(colourText(colours[c]));
-    }
-    summary.addRaw("colours", colourList + "]");
-    if (options.cursor) {
-      JsonObject cursor;
-      cursor.add("x", options.cursor->first)
-          .add("y", options.cursor->second)
-          .add("found", hit.found);
-      if (hit.found) {
-        cursor.add("pixelX", hit.x)
-            .add("pixelY", hit.y)
-            .add("colour", colourText(hit.colour))
-            .add("channel", hit.channel)
-            .add("xValue", hit.xValue)
-            .add("yValue", hit.yValue);
-      }
-      summary.add("cursor", cursor);
-    }
-    summary.add("library", JsonObject()
-                               .add("version", library.version())
-                               .add("variant", variantName(library.variant()))
-                               .add("path", library.path()));
-    std::printf("%s\n", summary.text().c_str());
-    return 0;
-  }
-  printBanner(library);
-  std::printf("input: %s\n", source->description().c_str());
-  std::printf("picture: '%s', %dx%d, plot area x %d..%d, y %d..%d\n", options.output->c_str(),
-              options.width, options.height, plot.left, plot.right, plot.top, plot.bottom);
-  std::printf("x axis: %s, %.9g .. %.9g, %s\n", scaleName(xAxis.scale), xAxis.minimum,
-              xAxis.maximum, xTitle.c_str());
-  std::printf("y axis: %s, %.9g .. %.9g%s, %s\n", scaleName(yAxis.scale), yAxis.minimum,
-              yAxis.maximum, yUnit.c_str(), yTitle.c_str());
-  std::printf("curves: %u channel%s, %llu points mapped by kxcalcGetXYValGraph2D; colours",
-              source->channels(), source->channels() == 1 ? "" : "s",
-              static_cast<unsigned long long>(points));
-  for (const uint32_t colour : colours) std::printf(" %s", colourText(colour).c_str());
-  std::printf("\n");
-  if (options.cursor) {
-    if (hit.found) {
-      std::printf(
-          "cursor %d,%d: nearest curve pixel %d,%d, colour %s, channel %d, x %.6g, y %.6g%s\n",
-          options.cursor->first, options.cursor->second, hit.x, hit.y,
-          colourText(hit.colour).c_str(), hit.channel, hit.xValue, hit.yValue, yUnit.c_str());
-    } else {
-      std::printf("cursor %d,%d: no curve pixel in the plot area\n", options.cursor->first,
-                  options.cursor->second);
-    }
+    printJsonSummary(library, *source, options, drawing);
+  } else {
+    printSummary(library, *source, options, drawing);
   }
   return 0;
 }
