@@ -72,5 +72,38 @@ int main(void) {
       return 1;
     }
   }
+  {
+    /* Four points from index 2 on a 0 .. 10 axis from pixel 100 to 200, Y from floats. */
+    const float y[4] = {0.0f, 0.25f, 0.5f, 1.0f};
+    int32_t xPixels[4], yPixels[4];
+    uint32_t count = 0;
+    XYGraphPointRequest request;
+    memset(&request, 0, sizeof request);
+    request.pointsLeft = 4;
+    request.yDataType = RawType_float;
+    request.index = 2;
+    request.left = 100, request.right = 200, request.top = 400, request.bottom = 500;
+    request.yFactor = 1.0, request.xMax = 10.0, request.yMax = 1.0;
+    request.yData = y;
+    request.xPixels = xPixels, request.yPixels = yPixels, request.pointCount = &count;
+    kxcalcGetXYValGraph2D(&request);
+    if (count != 4 || xPixels[0] != 120 || xPixels[3] != 150 || yPixels[1] != 475 ||
+        yPixels[3] != 400) {
+      fprintf(stderr, "graph %u %d %d %d %d\n", count, xPixels[0], xPixels[3], yPixels[1],
+              yPixels[3]);
+      return 1;
+    }
+  }
+  {
+    /* Two rows, top-down (negative stride); 0 is the background. */
+    const uint32_t image[10] = {0, 0, 0, 0, 0, 0, 0, 7, 0, 9};
+    const uint32_t excluded[1] = {0};
+    uint32_t value = 1, x = 1, y = 1;
+    kxcalcFindCursorXY(image, -20, 5, 2, 4, 1, &value, &x, &y, excluded, 1);
+    if (value != 9 || x != 4 || y != 1) {
+      fprintf(stderr, "cursor %u %u %u\n", value, x, y);
+      return 1;
+    }
+  }
   return 0;
 }

@@ -115,6 +115,11 @@ void fillRequest(SampleGenerator& random, RandomRequest& q) {
     return static_cast<int16_t>(wide ? random.bits() : random.below(2400) - 200);
   };
   r.left = coordinate(), r.right = coordinate(), r.top = coordinate(), r.bottom = coordinate();
+  if (random.below(3) == 0) {
+    // Power-of-two extents, on which the half-pixel fractions below are exact ties.
+    r.right = static_cast<int16_t>(r.left + (1 << random.below(10)));
+    r.bottom = static_cast<int16_t>(r.top + (1 << random.below(10)));
+  }
   r.xStep = random.below(2) ? random.scalarDouble() : 0.125 * random.below(64);
   r.xStart = random.below(2) ? random.scalarDouble() : random.below(100) - 50.0;
   r.yFactor = random.below(3) ? 1.0 : random.scalarDouble();

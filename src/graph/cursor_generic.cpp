@@ -23,6 +23,8 @@ void search(const graph::CursorSearch& s) {
     const uint32_t* row = graph::rowAt(s.image, s.stride, y);
     const auto dySquared =
         static_cast<float>(graph::wrappingSquare(graph::wrappingDifference(s.cursorY, y)));
+    // The vector part: lane k sees the columns x with x mod 4 = k, and takes a pixel no
+    // farther than its best.
     for (int32_t group = 0; group < vectorColumns; group += kGroup) {
       std::array<bool, kGroup> excluded;
       for (int32_t k = 0; k < kGroup; ++k) {
@@ -39,6 +41,7 @@ void search(const graph::CursorSearch& s) {
         }
       }
     }
+    // The lanes in order, each replacing the best only when strictly nearer.
     for (const Lane& lane : lanes) {
       if (lane.best < best) {
         best = lane.best;
