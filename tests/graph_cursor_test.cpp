@@ -172,7 +172,6 @@ constexpr Found kPreset{0xDEADBEEFu, 77, 99};
 const Scene kScenes[] = {
     {"AllExcludedLeavesTheOutValues", {"....-...", "----....", "...-...."}, 2, 1, kPreset},
     {"CursorOnAPixel", {"1...-..2", "..3.-...", "...4-..."}, 2, 1, {3, 2, 1}},
-    {"NearestWins", {"1......2", "........", "....-..3"}, 6, 1, {2, 7, 0}},
     // x = 2 in the vector part and x = 4 in the tail, both one away.
     {"VectorPartBeatsTailOnTie", {"..1.2"}, 3, 0, {1, 2, 0}},
     // x = 1 and x = 5 share lane 1: the later one takes it.

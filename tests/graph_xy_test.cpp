@@ -263,24 +263,6 @@ TEST_P(GraphXYMapping, GivesThePixels) {
 INSTANTIATE_TEST_SUITE_P(Cases, GraphXYMapping, ::testing::ValuesIn(kMappings),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// The four points of one call are consecutive: X from the index, Y from four floats.
-TEST(GraphXY, FourPointsAreConsecutive) {
-  const float yData[4] = {0.0f, 0.25f, 0.5f, 1.0f};
-  forEachVariant([&](const char* variant, Kernel kernel) {
-    XYGraphPointRequest r = linearRequest(4, nullptr, nullptr);
-    r.xSource = 0, r.index = 6, r.yDataType = RawType_float, r.yData = yData;
-    Outputs out;
-    out.attach(r);
-    kernel(&r);
-    EXPECT_EQ(std::vector<int32_t>(out.x.data(), out.x.data() + 4),
-              (std::vector<int32_t>{160, 170, 180, 190}))
-        << variant;
-    EXPECT_EQ(std::vector<int32_t>(out.y.data(), out.y.data() + 4),
-              (std::vector<int32_t>{500, 475, 450, 400}))
-        << variant;
-  });
-}
-
 // yData (and xData for X from the array) is read for exactly the points mapped, and xData not
 // at all for the other X sources, so it may be null.
 TEST(GraphXY, ReadsOnlyThePointsItMaps) {

@@ -92,6 +92,19 @@ inline void mergeLanes(const Lanes& lanes, float& best, const graph::FoundPixel&
   }
 }
 
+// A block of eight pixels at columns first .. first + 7, as two groups of four in order.
+inline void takeNearerInBlock(Lanes& lanes, __m256i pixels, __m256i excluded, int32_t first,
+                              const RowTerms& row) {
+  const int kept = ~_mm256_movemask_ps(_mm256_castsi256_ps(excluded)) & 0xFF;
+  if ((kept & 0x0F) != 0) {
+    takeNearer(lanes, _mm256_castsi256_si128(pixels), _mm256_castsi256_si128(excluded), first, row);
+  }
+  if ((kept & 0xF0) != 0) {
+    takeNearer(lanes, _mm256_extracti128_si256(pixels, 1), _mm256_extracti128_si256(excluded, 1),
+               first + 4, row);
+  }
+}
+
 template <typename List>
 void search(const CursorSearch& s, const List& list) {
   Lanes lanes{_mm_set1_ps(graph::kFarthest), _mm_set1_epi32(static_cast<int>(*s.found.value)),
@@ -105,19 +118,21 @@ void search(const CursorSearch& s, const List& list) {
     const RowTerms terms{_mm_set1_ps(static_cast<float>(
                              graph::wrappingSquare(graph::wrappingDifference(s.cursorY, y)))),
                          _mm_set1_epi32(s.cursorX), _mm_set1_epi32(y)};
-    for (int32_t x = 0; x < blockColumns; x += kBlock) {
+    // Two blocks at a time, skipped together when every pixel of both is excluded.
+    int32_t x = 0;
+    for (; x + 2 * kBlock <= blockColumns; x += 2 * kBlock) {
+      const __m256i first = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x));
+      const __m256i second = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x + kBlock));
+      const __m256i firstExcluded = list.matches(first);
+      const __m256i secondExcluded = list.matches(second);
+      const __m256i bothExcluded = _mm256_and_si256(firstExcluded, secondExcluded);
+      if (_mm256_movemask_ps(_mm256_castsi256_ps(bothExcluded)) == 0xFF) continue;
+      takeNearerInBlock(lanes, first, firstExcluded, x, terms);
+      takeNearerInBlock(lanes, second, secondExcluded, x + kBlock, terms);
+    }
+    if (x < blockColumns) {
       const __m256i pixels = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x));
-      const __m256i excluded = list.matches(pixels);
-      const int kept = ~_mm256_movemask_ps(_mm256_castsi256_ps(excluded)) & 0xFF;
-      if (kept == 0) continue;
-      if ((kept & 0x0F) != 0) {
-        takeNearer(lanes, _mm256_castsi256_si128(pixels), _mm256_castsi256_si128(excluded), x,
-                   terms);
-      }
-      if ((kept & 0xF0) != 0) {
-        takeNearer(lanes, _mm256_extracti128_si256(pixels, 1),
-                   _mm256_extracti128_si256(excluded, 1), x + 4, terms);
-      }
+      takeNearerInBlock(lanes, pixels, list.matches(pixels), x, terms);
     }
     if (blockColumns < vectorColumns) {
       // The last group of four, compared in the low half of a block.
