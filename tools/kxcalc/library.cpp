@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <vector>
 
 #include "kxcalc.h"
@@ -76,12 +77,23 @@ Library::~Library() {
 
 void* Library::symbol(const char* name) const {
   dlerror();
-  void* address = dlsym(handle_, name);
+  void* address = dlsym(handle_ != nullptr ? handle_ : RTLD_DEFAULT, name);
   if (address == nullptr) {
     throw Failure(format("%s does not export %s (the library is older than this program)",
                          fileName_.c_str(), name));
   }
   return address;
+}
+
+std::string Library::version() const {
+  uint32_t major = 0, minor = 0, above9 = 0;
+  KXTOOL_RESOLVE(*this, kxcalcGetVersion)(&major, &minor, 0, &above9);
+  return format("%u.%u", major, minor);
+}
+
+void printBanner(const Library& library) {
+  std::printf("library: kxcalc %s, %s\n", library.version().c_str(), library.path().c_str());
+  std::printf("variant: %s (%s)\n", variantName(library.variant()), library.reason().c_str());
 }
 
 }  // namespace kxtool

@@ -30,6 +30,7 @@ class Library {
   const std::string& reason() const { return reason_; }  // why this variant, for the banner
   const std::string& fileName() const { return fileName_; }
   const std::string& path() const { return path_; }
+  std::string version() const;  // "2.17", from the library's version query
 
   // The loaded library's export; throws Failure naming the export when the library lacks it.
   void* symbol(const char* name) const;
@@ -42,10 +43,14 @@ class Library {
   void* handle_ = nullptr;
 };
 
-// KXTOOL_RESOLVE(library, kxcalcGetMinMax_float) is the export as a typed function pointer.
-#define KXTOOL_RESOLVE(library, name) \
-  ((library).linked() ? &::name : reinterpret_cast<decltype(&::name)>((library).symbol(#name)))
+// KXTOOL_RESOLVE(library, kxcalcGetMinMax_float) is the export as a typed function pointer,
+// looked up at run time also in the linked library, so that a library older than this
+// program is a clear error rather than a failure to start.
+#define KXTOOL_RESOLVE(library, name) reinterpret_cast<decltype(&::name)>((library).symbol(#name))
 
 const char* variantName(Variant variant);
+
+// The two lines naming the library and the variant it runs, as every command prints them.
+void printBanner(const Library& library);
 
 }  // namespace kxtool

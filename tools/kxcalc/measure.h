@@ -6,8 +6,10 @@
 #include <limits>
 #include <vector>
 
+#include "channel_blocks.h"
 #include "library.h"
 #include "options.h"
+#include "progress.h"
 #include "sources.h"
 
 namespace kxtool {
@@ -36,10 +38,10 @@ struct Measurement {
 Measurement measureInterleavedInt16(const Library& library, const int16_t* frames,
                                     uint64_t frameCount, uint32_t channels);
 
-// Turns each channel into engineering values, raw * scales[c] + offsets[c] (the source's
-// base scale already folded into scales), and measures them.
+// Turns each channel into engineering values, raw * scale + offset, and measures them;
+// reports the frames read to progress, if given.
 Measurement measureEngineeringValues(const Library& library, FrameSource& source,
-                                     const std::vector<double>& scales,
-                                     const std::vector<double>& offsets, Precision precision);
+                                     const ChannelConversion& conversion, Precision precision,
+                                     Progress* progress = nullptr);
 
 }  // namespace kxtool

@@ -3,9 +3,11 @@
 #include <sndfile.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "failure.h"
 #include "options.h"
@@ -83,6 +85,12 @@ class RawFile final : public FrameSource {
     return bytes / frameSize;
   }
 
+  void rewind() override {
+    if (std::fseek(file_.get(), 0, SEEK_SET) != 0) {
+      throw Failure(format("cannot read '%s' twice (%s)", path_.c_str(), std::strerror(errno)));
+    }
+  }
+
  private:
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -110,6 +118,7 @@ class SoundFile final : public FrameSource {
     channels_ = static_cast<uint32_t>(info.channels);
     frames_ = static_cast<uint64_t>(info.frames);
     sampleRate_ = info.samplerate;
+    soundFormat_ = info.format;
     unit_ = "full-scale units (1.0 is full scale)";
     scaledUnit_ = "engineering units (full-scale value * scale + offset)";
 
@@ -163,6 +172,12 @@ class SoundFile final : public FrameSource {
     return static_cast<size_t>(got);
   }
 
+  void rewind() override {
+    if (sf_seek(file_.get(), 0, SEEK_SET) != 0) {
+      throw Failure(format("cannot read '%s' twice (%s)", path_.c_str(), sf_strerror(file_.get())));
+    }
+  }
+
  private:
   std::string formatName(int format) const {
     SF_FORMAT_INFO info{};
@@ -180,6 +195,33 @@ class SoundFile final : public FrameSource {
   std::unique_ptr<SNDFILE, Close> file_;  // closed also when the constructor throws
 };
 
+class MemorySource final : public FrameSource {
+ public:
+  MemorySource(std::vector<int16_t> samples, uint32_t channels, double sampleRate,
+               std::string description)
+      : samples_(std::move(samples)) {
+    channels_ = channels;
+    frames_ = samples_.size() / channels;
+    sampleRate_ = sampleRate;
+    unit_ = "counts";
+    scaledUnit_ = "engineering units";
+    description_ = std::move(description);
+  }
+
+  size_t read(void* buffer, size_t maxFrames) override {
+    const size_t count = std::min<uint64_t>(maxFrames, frames_ - next_);
+    std::memcpy(buffer, samples_.data() + next_ * channels_, count * frameBytes());
+    next_ += count;
+    return count;
+  }
+
+  void rewind() override { next_ = 0; }
+
+ private:
+  std::vector<int16_t> samples_;
+  uint64_t next_ = 0;
+};
+
 }  // namespace
 
 size_t FrameSource::frameBytes() const {
@@ -193,6 +235,12 @@ std::unique_ptr<FrameSource> openRawFile(const std::string& path, RawSampleType 
 
 std::unique_ptr<FrameSource> openSoundFile(const std::string& path) {
   return std::make_unique<SoundFile>(path);
+}
+
+std::unique_ptr<FrameSource> memorySource(std::vector<int16_t> samples, uint32_t channels,
+                                          double sampleRate, std::string description) {
+  return std::make_unique<MemorySource>(std::move(samples), channels, sampleRate,
+                                        std::move(description));
 }
 
 }  // namespace kxtool

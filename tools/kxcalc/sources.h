@@ -1,10 +1,12 @@
-// Where the frames come from: a raw interleaved binary file or a sound file.
+// Where the frames come from: a raw interleaved binary file, a sound file or frames held in
+// memory (the synthetic inputs).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "kxcalc.h"
 
@@ -31,6 +33,13 @@ class FrameSource {
   // Throws Failure on a read error or when the data ends in the middle of a frame.
   virtual size_t read(void* buffer, size_t maxFrames) = 0;
 
+  // Starts reading from the first frame again. Throws Failure when the input cannot be
+  // read twice (a pipe).
+  virtual void rewind() = 0;
+
+  // The sound file's encoding (libsndfile's SF_FORMAT_* code); 0 for other sources.
+  int soundFormat() const { return soundFormat_; }
+
  protected:
   RawSampleType type_ = RawType_int16_t;
   uint32_t channels_ = 1;
@@ -40,6 +49,7 @@ class FrameSource {
   std::string unit_;
   std::string scaledUnit_;
   std::string description_;
+  int soundFormat_ = 0;
 };
 
 // Throws Failure: missing or unreadable file, shorter than one frame, not whole frames.
@@ -48,5 +58,9 @@ std::unique_ptr<FrameSource> openRawFile(const std::string& path, RawSampleType 
 
 // Throws Failure: missing or unreadable file, not a sound file, no frame.
 std::unique_ptr<FrameSource> openSoundFile(const std::string& path);
+
+// Interleaved 16-bit frames held in memory, at sampleRate Hz (0: unknown), in counts.
+std::unique_ptr<FrameSource> memorySource(std::vector<int16_t> samples, uint32_t channels,
+                                          double sampleRate, std::string description);
 
 }  // namespace kxtool

@@ -5,6 +5,8 @@
 #include <numbers>
 #include <random>
 
+#include "failure.h"
+
 namespace kxtool {
 
 double SyntheticChannel::expectedRms() const {
@@ -43,6 +45,57 @@ SyntheticAcquisition generateAcquisition(uint32_t channels, uint64_t frames) {
     }
   }
   return acquisition;
+}
+
+std::unique_ptr<FrameSource> acquisitionSource(uint32_t channels, uint64_t frames) {
+  SyntheticAcquisition acquisition = generateAcquisition(channels, frames);
+  const std::string description =
+      format("synthetic acquisition, %u channels of int16 at %.6g Hz, %llu frames", channels,
+             acquisition.sampleRate, static_cast<unsigned long long>(frames));
+  return memorySource(std::move(acquisition.samples), channels, acquisition.sampleRate,
+                      description);
+}
+
+namespace {
+
+class SineSource final : public FrameSource {
+ public:
+  SineSource(double frequency, double amplitude, double sampleRate, uint64_t frames)
+      : amplitude_(amplitude), radiansPerFrame_(2 * std::numbers::pi * frequency / sampleRate) {
+    type_ = RawType_float;
+    frames_ = frames;
+    sampleRate_ = sampleRate;
+    unit_ = "full-scale units (1.0 is full scale)";
+    scaledUnit_ = "engineering units";
+    description_ =
+        format("synthetic sine of %.6g Hz, amplitude %.6g, at %.6g Hz, %llu frames", frequency,
+               amplitude, sampleRate, static_cast<unsigned long long>(frames));
+  }
+
+  size_t read(void* buffer, size_t maxFrames) override {
+    const size_t count = static_cast<size_t>(std::min<uint64_t>(maxFrames, frames_ - next_));
+    auto* samples = static_cast<float*>(buffer);
+    for (size_t i = 0; i < count; ++i) {
+      const double frame = static_cast<double>(next_ + i);
+      samples[i] = static_cast<float>(amplitude_ * std::sin(radiansPerFrame_ * frame));
+    }
+    next_ += count;
+    return count;
+  }
+
+  void rewind() override { next_ = 0; }
+
+ private:
+  double amplitude_;
+  double radiansPerFrame_;
+  uint64_t next_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSource> sineSource(double frequency, double amplitude, double sampleRate,
+                                        uint64_t frames) {
+  return std::make_unique<SineSource>(frequency, amplitude, sampleRate, frames);
 }
 
 }  // namespace kxtool

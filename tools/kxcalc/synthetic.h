@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
+
+#include "sources.h"
 
 namespace kxtool {
 
@@ -27,5 +30,13 @@ struct SyntheticAcquisition {
 
 // Deterministic: the same arguments give the same samples.
 SyntheticAcquisition generateAcquisition(uint32_t channels, uint64_t frames);
+
+// The acquisition as a source of frames, in counts.
+std::unique_ptr<FrameSource> acquisitionSource(uint32_t channels, uint64_t frames);
+
+// One channel of float frames, amplitude * sin(2 pi frequency n / sampleRate), generated as
+// they are read.
+std::unique_ptr<FrameSource> sineSource(double frequency, double amplitude, double sampleRate,
+                                        uint64_t frames);
 
 }  // namespace kxtool

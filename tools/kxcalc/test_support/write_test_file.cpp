@@ -1,6 +1,7 @@
 // Writes the input files of the kxcalc program's tests:
 //   kxcalc_write_test_file wav PATH RATE CHANNELS SAMPLE...   16-bit PCM WAV, interleaved samples
 //   kxcalc_write_test_file raw TYPE PATH SAMPLE...            native raw binary of TYPE
+//   kxcalc_write_test_file raw TYPE PATH -                    the same, samples from stdin
 #include <sndfile.h>
 
 #include <cerrno>
@@ -69,8 +70,18 @@ int writeWav(int argc, char** argv) {
 int writeRaw(int argc, char** argv) {
   if (argc < 4) fail("usage: raw TYPE PATH SAMPLE...");
   const std::string type = argv[2];
-  const int count = argc - 4;
+  int count = argc - 4;
   char** texts = argv + 4;
+  // Long sample lists come on standard input, one word each.
+  std::vector<std::string> words;
+  std::vector<char*> wordPointers;
+  if (count == 1 && std::strcmp(texts[0], "-") == 0) {
+    char word[64];
+    while (std::scanf("%63s", word) == 1) words.emplace_back(word);
+    for (std::string& text : words) wordPointers.push_back(text.data());
+    count = static_cast<int>(wordPointers.size());
+    texts = wordPointers.data();
+  }
   std::vector<unsigned char> bytes;
   if (type == "uint8")
     appendAll<uint8_t>(bytes, count, texts, parseUnsigned);
