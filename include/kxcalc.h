@@ -227,6 +227,8 @@ typedef struct XYGraphPointRequest {
   uint32_t* pointCount;
 } XYGraphPointRequest;
 
+/* Maps four points (pointsLeft > 3) or one, and writes the count to *pointCount. Pixels lie
+   in [-32768, 32767]; a NaN value gives -32768. */
 KXCALC_API void kxcalcGetXYValGraph2D(const XYGraphPointRequest* request);
 
 /* Nearest pixel to the cursor whose value is not excluded; row y starts at

@@ -208,6 +208,9 @@ const Mapping kMappings[] = {
      [](XYGraphPointRequest& r) { r.xScale = 2; }, 32767, 32767, 32767, 32767},
     {"NegativeFractionClamped", -5000000.0, 5000000.0, [](XYGraphPointRequest& r) { r.xScale = 2; },
      -32768, -32768, -32768, -32768},
+    // A NaN value passes the fraction clamp and takes the lowest pixel.
+    {"NaNValue", std::nan(""), std::nan(""), [](XYGraphPointRequest&) {}, -32768, -32768, -32768,
+     -32768},
     // Four-point: fraction 0, the bottom; one-point: yMin itself is the fraction.
     {"EmptyLinearYRange", 0.0, 7.0, [](XYGraphPointRequest& r) { r.yMin = r.yMax = 0.25; }, 100,
      500, 100, 475},

@@ -40,12 +40,11 @@ inline double clampFraction(double fraction) {
   return fraction;
 }
 
-// A whole-numbered pixel position clamped to the 16-bit range, as the vector conversion gives
-// it: a NaN becomes INT32_MIN.
+// A whole-numbered pixel position clamped to the 16-bit range. A NaN position (a NaN value,
+// scale or range) takes the lowest pixel, so that every pixel lies in the range.
 inline int32_t pixelAt(double position) {
-  if (position > kHighestPixel) position = kHighestPixel;
-  if (position < kLowestPixel) position = kLowestPixel;
-  if (std::isnan(position)) return INT32_MIN;
+  if (position > kHighestPixel) return static_cast<int32_t>(kHighestPixel);
+  if (!(position >= kLowestPixel)) return static_cast<int32_t>(kLowestPixel);
   return static_cast<int32_t>(position);
 }
 

@@ -37,10 +37,11 @@ inline __m256d clampLanes(__m256d values, double lowest, double highest) {
   return _mm256_max_pd(broadcast(lowest), _mm256_min_pd(broadcast(highest), values));
 }
 
-// Positions are whole numbers after the clamp: the conversion is exact, and a NaN becomes
-// INT32_MIN.
+// Positions are whole numbers after the clamp, so the conversion is exact. The lowest pixel
+// is the second operand of max, which a NaN position therefore takes.
 inline void storePixels(int32_t* pixels, __m256d positions) {
-  const __m256d clamped = clampLanes(positions, graph::kLowestPixel, graph::kHighestPixel);
+  const __m256d clamped = _mm256_min_pd(broadcast(graph::kHighestPixel),
+                                        _mm256_max_pd(positions, broadcast(graph::kLowestPixel)));
   _mm_storeu_si128(reinterpret_cast<__m128i*>(pixels), _mm256_cvtpd_epi32(clamped));
 }
 
