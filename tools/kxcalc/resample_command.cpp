@@ -128,7 +128,6 @@ class Interpolator {
   Interpolator(const Library& library, const CHSInterpolatorParams& parameters)
       : interpolate_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_InterpolateValues)),
         stop_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Stop)),
-        reset_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Reset)),
         destroy_(KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Destroy)) {
     const uint32_t status =
         KXTOOL_RESOLVE(library, kxcalcCHSInterpolator_Create)(&handle_, &parameters);
@@ -154,20 +153,6 @@ class Interpolator {
     return output;
   }
 
-  // Fills the whole ring with zeros and starts the stream afresh. The last output of a call
-  // may fall exactly on the newest sample and then reads the slot after it with weight 0;
-  // in the ring's first lap that slot would be uninitialised memory, and a NaN there would
-  // not vanish in the product.
-  void prime(uint32_t ringSize) {
-    const uint32_t block = ringSize > 3 ? ringSize - 3 : 1;
-    const std::vector<float> zeros(block, 0.0f);
-    for (uint32_t written = 0; written < ringSize; written += block) {
-      uint32_t produced = 0;
-      interpolate(zeros.data(), block, produced);
-    }
-    check(reset_(handle_), "a reset");
-  }
-
   // The last output samples, after the last input.
   const float* stop(uint32_t& outputCount) {
     const float* output = nullptr;
@@ -185,7 +170,6 @@ class Interpolator {
 
   decltype(&kxcalcCHSInterpolator_InterpolateValues) interpolate_;
   decltype(&kxcalcCHSInterpolator_Stop) stop_;
-  decltype(&kxcalcCHSInterpolator_Reset) reset_;
   decltype(&kxcalcCHSInterpolator_Destroy) destroy_;
   CHSInterpolator* handle_ = nullptr;
 };
@@ -241,7 +225,6 @@ ResampleResult resample(const Library& library, FrameSource& source,
   std::vector<std::unique_ptr<Interpolator>> interpolators;
   for (uint32_t c = 0; c < channels; ++c) {
     interpolators.push_back(std::make_unique<Interpolator>(library, parameters));
-    interpolators.back()->prime(ringSize);
   }
 
   ChannelBlocks<float> blocks(library, source, conversion);
