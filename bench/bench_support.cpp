@@ -97,6 +97,10 @@ void registerBlock(const std::string& name, const Body& body, std::size_t bytes)
 
 }  // namespace
 
+std::string peerName(const std::string& table, const std::string& caseName) {
+  return "Peers/" + table + "/" + caseName + "/";
+}
+
 void registerSingle(const std::string& name, Body body) {
   for (std::size_t bytes : kBlockBytes)
     registerBlock(name + "/" + std::to_string(bytes), body, bytes);

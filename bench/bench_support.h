@@ -29,6 +29,15 @@ using Body = std::function<void(benchmark::State&, std::size_t bytes)>;
 void registerVariants(const std::string& name, Body generic, Body avx2);
 void registerSingle(const std::string& name, Body body);
 
+// Kernels measured against peer libraries: "Peers/<table>/<case>/" + implementation names
+// a benchmark of one table of docs/PERFORMANCE.md; reportPerItem gives its figure, the time
+// per item (output sample, filtered sample, ...).
+std::string peerName(const std::string& table, const std::string& caseName);
+inline void reportPerItem(benchmark::State& state, double items) {
+  state.counters["per_item"] =
+      benchmark::Counter(items, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
 // Memory baselines in AVX2: a multi-accumulator read, and a copy of as many bytes as a
 // kernel reads and writes.
 uint64_t readBaseline(const void* data, std::size_t bytes);

@@ -1,6 +1,6 @@
 // The streaming interpolator against two other streaming resamplers: libsamplerate's
 // cheapest converter (linear) and soxr's quick mode, all fed the same blocks of moderate
-// random samples. The figure is time per output sample ("per_output").
+// random samples. The figure is time per output sample.
 #include <samplerate.h>
 #include <soxr.h>
 
@@ -27,11 +27,6 @@ const float* blockAt(uint64_t call) {
   return samples<float>(kStream * sizeof(float)) + (call % (kStream / kBlock)) * kBlock;
 }
 
-void reportOutputs(benchmark::State& state, uint64_t outputs) {
-  state.counters["per_output"] = benchmark::Counter(
-      static_cast<double>(outputs), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
-
 void interpolator(benchmark::State& state, double ratio, ip::OutputStep step) {
   CHSInterpolator* handle = nullptr;
   const CHSInterpolatorParams params{kSourceRate, kSourceRate * ratio, kRingSize};
@@ -48,7 +43,7 @@ void interpolator(benchmark::State& state, double ratio, ip::OutputStep step) {
     benchmark::DoNotOptimize(output[produced - 1]);
     outputs += produced;
   }
-  reportOutputs(state, outputs);
+  reportPerItem(state, outputs);
   ip::destroy(handle, ip::HeapAllocator{});
 }
 
@@ -73,7 +68,7 @@ void libsamplerateLinear(benchmark::State& state, double ratio) {
     benchmark::ClobberMemory();
     outputs += static_cast<uint64_t>(data.output_frames_gen);
   }
-  reportOutputs(state, outputs);
+  reportPerItem(state, outputs);
   src_delete(converter);
 }
 
@@ -97,15 +92,15 @@ void soxrQuick(benchmark::State& state, double ratio) {
     benchmark::ClobberMemory();
     outputs += produced;
   }
-  reportOutputs(state, outputs);
+  reportPerItem(state, outputs);
   soxr_delete(resampler);
 }
 
 const bool registered = [] {
   for (double ratio : kRatios) {
-    char prefix[64];
-    std::snprintf(prefix, sizeof prefix, "CHSInterpolator/ratio:%g/", ratio);
-    const std::string name = prefix;
+    char text[32];
+    std::snprintf(text, sizeof text, "ratio %g", ratio);
+    const std::string name = peerName("CHSInterpolator", text);
     benchmark::RegisterBenchmark((name + "generic").c_str(), interpolator, ratio,
                                  &kx::generic::interpolatorOutput);
     benchmark::RegisterBenchmark((name + "avx2").c_str(), interpolator, ratio,

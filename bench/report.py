@@ -51,8 +51,7 @@ difference of that size between the variants is noise, not a property of either.
 
 
 DISPATCH_PREFIX = "DispatchCall_GetMinMax_float16/"
-INTERPOLATOR_PREFIX = "CHSInterpolator/"
-RESAMPLERS = ("generic", "avx2", "libsamplerate_linear", "soxr_qq")
+PEERS_PREFIX = "Peers/"
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -70,22 +69,31 @@ def print_dispatch(call_times):
     print()
 
 
-def print_interpolator(per_output):
-    """per_output: ratio -> implementation -> nanoseconds per output sample."""
-    print("The streaming interpolator per output sample (CPU time, blocks of 2048 inputs), next")
-    print("to libsamplerate's linear converter and soxr's quick mode fed the same blocks. At")
-    print("ratio 1 soxr passes its input through, a copy: the interpolator, which copies each")
-    print("block into its ring before it interpolates, cannot match that.")
+# Tables of kernels measured against peer libraries: benchmarks named
+# Peers/<table>/<case>/<implementation> with a "per_item" counter (seconds per item). Each
+# table's text says what an item is and how the peers are fed.
+PEER_TABLES = {
+    "CHSInterpolator": (
+        "The streaming interpolator per output sample (CPU time, blocks of 2048 inputs), next "
+        "to libsamplerate's linear converter and soxr's quick mode fed the same blocks. At "
+        "ratio 1 soxr passes its input through, a copy: the interpolator, which copies each "
+        "block into its ring before it interpolates, cannot match that."),
+}
+
+
+def print_peers(table, per_item):
+    """per_item: case -> implementation -> nanoseconds per item, in the order registered."""
+    print(PEER_TABLES.get(table, f"{table}: time per item against peer libraries."))
     print()
-    print("| Ratio | " + " | ".join(RESAMPLERS) + " | avx2 against each |")
-    print("|---" * (len(RESAMPLERS) + 2) + "|")
-    for ratio in sorted(per_output, key=float):
-        times = per_output[ratio]
+    implementations = list(dict.fromkeys(i for times in per_item.values() for i in times))
+    print("| Case | " + " | ".join(implementations) + " | avx2 against each |")
+    print("|---" * (len(implementations) + 2) + "|")
+    for case, times in per_item.items():
         avx2 = times.get("avx2")
-        cells = [f"{times[r]:.3f} ns" if r in times else "-" for r in RESAMPLERS]
-        against = ", ".join(f"{times[r] / avx2:.2f}x {r}" for r in RESAMPLERS
-                            if r != "avx2" and r in times and avx2)
-        print(f"| {ratio} | " + " | ".join(cells) + f" | {against or '-'} |")
+        cells = [f"{times[i]:.3f} ns" if i in times else "-" for i in implementations]
+        against = ", ".join(f"{times[i] / avx2:.2f}x {i}" for i in implementations
+                            if i != "avx2" and i in times and avx2)
+        print(f"| {case} | " + " | ".join(cells) + f" | {against or '-'} |")
     print()
 
 
@@ -120,7 +128,7 @@ def main():
     report = json.load(sys.stdin)
     speeds = {}
     call_times = {}  # library -> ns per call of the dispatch benchmark
-    per_output = defaultdict(dict)  # interpolator ratio -> implementation -> ns per output
+    peers = defaultdict(lambda: defaultdict(dict))  # table -> case -> implementation -> ns
     per_call = defaultdict(dict)  # case -> variant -> (items/s, "items") or (ns, "time")
     medians = any(b.get("aggregate_name") == "median" for b in report["benchmarks"])
     for bench in report["benchmarks"]:
@@ -130,9 +138,9 @@ def main():
         if name.startswith(DISPATCH_PREFIX):
             call_times[name.split("/")[1]] = bench["cpu_time"] * NANOSECONDS[bench["time_unit"]]
             continue
-        if name.startswith(INTERPOLATOR_PREFIX):
-            _, ratio, implementation = name.split("/")[:3]
-            per_output[ratio.removeprefix("ratio:")][implementation] = bench["per_output"] * 1e9
+        if name.startswith(PEERS_PREFIX):
+            _, table, case, implementation = name.split("/")[:4]
+            peers[table][case][implementation] = bench["per_item"] * 1e9
             continue
         case, _, variant = name.rpartition("/")
         if variant in VARIANTS:
@@ -183,8 +191,8 @@ def main():
     print()
     if call_times:
         print_dispatch(call_times)
-    if per_output:
-        print_interpolator(per_output)
+    for table, per_item in peers.items():
+        print_peers(table, per_item)
     if per_call:
         print_per_call(per_call)
     print("| Baseline | " + " | ".join(SIZE_NAMES.get(s, str(s)) for s in sizes) + " |")
