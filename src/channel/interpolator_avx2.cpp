@@ -182,6 +182,63 @@ void interiorGroups(const CHSInterpolator& interpolator, const Divisions& divisi
   }
 }
 
+// Ratios 1, 1/2, 1/4 and 1/8 put every output on a whole input position: t is 0, and the
+// value is 0.5 × a0 = 0.5 × (p1 + p1) = p1 exactly whenever p1 is not zero and every
+// support point is finite and below 2^124 in magnitude. Then no coefficient overflows, the
+// products with t = 0 and with the zero weights are zeros, and a zero never changes a
+// nonzero sum. A group whose points fall outside that (a zero, a huge value, an infinity or
+// a NaN among them) is formed in full.
+constexpr uint32_t kLargestWholeStepLog2 = 3;
+constexpr int32_t kModerateLimitBits = 0x7D800000;  // 2^124
+
+// log2 of the input step between outputs when every position is whole, else -1.
+int wholeStepLog2(double ratio) {
+  for (uint32_t log2 = 0; log2 <= kLargestWholeStepLog2; ++log2) {
+    if (ratio == 1.0 / static_cast<double>(1u << log2)) return static_cast<int>(log2);
+  }
+  return -1;
+}
+
+inline __m256i magnitudeBits(__m256 values) {
+  return _mm256_and_si256(_mm256_castps_si256(values), _mm256_set1_epi32(0x7FFFFFFF));
+}
+
+// Whether every float of first .. last (at least eight) is finite and below 2^124 in
+// magnitude; a NaN's magnitude bits lie above every finite value's.
+inline bool allModerate(const float* first, const float* last) {
+  __m256i largest = _mm256_setzero_si256();
+  for (const float* block = first; block + kLanes <= last + 1; block += kLanes) {
+    largest = _mm256_max_epu32(largest, magnitudeBits(_mm256_loadu_ps(block)));
+  }
+  largest = _mm256_max_epu32(largest, magnitudeBits(_mm256_loadu_ps(last + 1 - kLanes)));
+  const __m256i below = _mm256_cmpgt_epi32(_mm256_set1_epi32(kModerateLimitBits), largest);
+  return _mm256_movemask_epi8(below) == -1;
+}
+
+// `groups` groups of eight interior outputs on whole positions, the first at `slot`, each
+// `1 << stepLog2` slots after the one before.
+void wholePositionGroups(const CHSInterpolator& interpolator, uint32_t slot, int stepLog2,
+                         uint32_t first, uint32_t groups) {
+  const uint32_t step = 1u << stepLog2;
+  const __m256i laneSlots = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
+                                               _mm256_set1_epi32(static_cast<int32_t>(step)));
+  float* output = interpolator.output + first;
+  for (uint32_t group = 0; group < groups; ++group, output += kLanes, slot += kLanes * step) {
+    const float* p1 = interpolator.ring + slot;
+    const __m256 values = step == 1 ? _mm256_loadu_ps(p1) : _mm256_i32gather_ps(p1, laneSlots, 4);
+    const __m256i zeros = _mm256_cmpeq_epi32(magnitudeBits(values), _mm256_setzero_si256());
+    if (_mm256_testz_si256(zeros, zeros) && allModerate(p1 - 1, p1 + (kLanes - 1) * step + 2)) {
+      _mm256_storeu_ps(output, values);
+      continue;
+    }
+    alignas(32) int32_t slots[kLanes];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(slots),
+                       _mm256_add_epi32(_mm256_set1_epi32(static_cast<int32_t>(slot)), laneSlots));
+    _mm256_storeu_ps(output,
+                     valuesAt(transposedPoints(interpolator.ring - 1, slots), _mm256_setzero_ps()));
+  }
+}
+
 }  // namespace
 
 void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
@@ -198,6 +255,7 @@ void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
   }
   const Divisions divisions{_mm256_set1_pd(ratio), _mm256_set1_pd(base)};
   const uint32_t size = interpolator.size;
+  const int stepLog2 = wholeStepLog2(ratio);
   uint32_t j = 0;
   while (j + kLanes <= count) {
     // Positions rise with j: from an interior slot, the outputs up to the last one whose
@@ -218,7 +276,11 @@ void interpolatorOutput(CHSInterpolator& interpolator, uint32_t count) {
       j += kLanes;
       continue;
     }
-    interiorGroups(interpolator, divisions, j, outputs / kLanes);
+    if (stepLog2 >= 0) {
+      wholePositionGroups(interpolator, slot, stepLog2, j, outputs / kLanes);
+    } else {
+      interiorGroups(interpolator, divisions, j, outputs / kLanes);
+    }
     j += outputs / kLanes * kLanes;
   }
   interpolator::outputsOneByOne(interpolator, j, count);
