@@ -6,6 +6,10 @@
 
 #include "combustion/peak_index.h"
 
+// copyRawDataToChannels returns the index one past the last sample as the route counted it:
+// `end` one by one (`start` for an empty range); eight wide, lane 0's float index after the
+// blocks, truncated, plus the tail's length.
+
 #define KX_DECLARE_COMBUSTION_KERNELS                                                     \
   uint32_t copyRawDataToChannels(const float* source, float* destination, uint32_t start, \
                                  uint32_t end, float baseline, float* maxValue,           \
