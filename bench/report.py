@@ -25,6 +25,9 @@ BASELINES = [
     ("SumSquaredValues_float", "ReadBaseline_float"),
     ("MultiplyVectorsAndCalcSum_float", "ReadBaseline_float"),
     ("ConvertInt", "CopyBaseline"),
+    ("CACopyRawDataToChannels", "CopyBaseline_Float"),
+    ("CADoubleArrToSingleArrInplace", "CopyBaseline"),
+    ("CASingleArrToDoubleArrInplace", "CopyBaseline"),
     ("ChannelScaledValues_float_int16_stride1", "CopyBaseline_Int16ToFloat"),
     ("ChannelScaledValues_float_aligned_output_int16_stride1", "CopyBaseline_Int16ToFloat"),
 ]

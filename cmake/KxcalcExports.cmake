@@ -7,7 +7,7 @@ function(kx_collect_exports out_var)
   set(names)
   foreach(source IN LISTS ARGN)
     file(STRINGS ${source} definitions
-         REGEX "^[A-Za-z_][A-Za-z0-9_ ]*[ *]kx[cC]alc[A-Za-z0-9_]+\\(")
+         REGEX "^[A-Za-z_][A-Za-z0-9_ *]*[ *]kx[cC]alc[A-Za-z0-9_]+\\(")
     foreach(definition IN LISTS definitions)
       string(REGEX MATCH "kx[cC]alc[A-Za-z0-9_]+" name "${definition}")
       list(APPEND names ${name})

@@ -859,6 +859,59 @@ void interpolatorDestroyCases(const InterpolatorExports& exports, SampleGenerato
   }
 }
 
+// Starts around the points where the copy's float lane indices change behaviour: small,
+// 2^16, 2^24 (inexact from there), 2^31 (conversion overflow) and the top of the range.
+uint32_t copyStart(SampleGenerator& random, uint32_t count) {
+  constexpr uint32_t kCentres[] = {64,       1u << 16,   1u << 24, (1u << 24) + (1u << 20),
+                                   1u << 31, 0xFFFFFFFFu};
+  const uint32_t start = kCentres[random.below(6)] - 64 + random.below(128);
+  return start > 0xFFFFFFFFu - count ? 0xFFFFFFFFu - count : start;
+}
+
+void rawCopyCases(decltype(&::kxCalcCACopyRawDataToChannels) copyRaw, SampleGenerator& random,
+                  Digest& digest) {
+  forEachBlock<float>(0, random, [&](const float* samples, uint32_t count) {
+    const uint32_t start = copyStart(random, count);
+    const float baseline = random.below(3) == 0 ? 0.0f : random.scalarFloat();
+    // The export reads source[start ...]: the pointer is moved back by `start` as an address.
+    const auto* source = reinterpret_cast<const float*>(reinterpret_cast<std::uintptr_t>(samples) -
+                                                        std::uintptr_t{start} * sizeof(float));
+    Region<float> destination(count, randomOffset(random, sizeof(float)));
+    Region<float> maxValue(1, 0);
+    Region<uint32_t> maxIndex(1, 0);
+    digest.add(copyRaw(source, destination.data(), start, start + count, baseline, maxValue.data(),
+                       maxIndex.data()));
+    destination.hashInto(digest);
+    maxValue.hashInto(digest);
+    maxIndex.hashInto(digest);
+    digest.countCase();
+  });
+  for (const auto& [start, end] : {std::pair{0u, 0u}, {10u, 3u}, {0xFFFFFFFFu, 0u}}) {
+    Region<float> maxValue(1, 0);
+    Region<uint32_t> maxIndex(1, 0);
+    digest.add(copyRaw(nullptr, nullptr, start, end, 1.0f, maxValue.data(), maxIndex.data()));
+    maxValue.hashInto(digest);
+    maxIndex.hashInto(digest);
+    digest.countCase();
+  }
+}
+
+// In-place conversion of 8 * count bytes at the alignment each direction requires; the whole
+// block is hashed with its guards, and whether the result is `values`.
+void precisionCases(void* (*convert)(void*, uint32_t), bool toFloat, SampleGenerator& random,
+                    Digest& digest) {
+  for (uint32_t count : sweepCounts(0)) {
+    for (std::size_t offset = 0; offset < 64; offset += toFloat ? 16 : 32) {
+      Region<double> values(count, offset);
+      random.fill(values.span());
+      if (!toFloat) random.fill(std::span<float>(reinterpret_cast<float*>(values.data()), count));
+      digest.add(uint8_t{convert(values.data(), count) == values.data()});
+      values.hashInto(digest);
+      digest.countCase();
+    }
+  }
+}
+
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
@@ -950,6 +1003,12 @@ const Export kExports[] = {
     KX_EXPORT(kxcalcCHSInterpolator_Destroy, InterpolatorExports exports(symbols);
               exports.destroy = kxcalcCHSInterpolator_Destroy;
               interpolatorDestroyCases(exports, random, digest)),
+    KX_EXPORT(kxCalcCACopyRawDataToChannels,
+              rawCopyCases(kxCalcCACopyRawDataToChannels, random, digest)),
+    KX_EXPORT(kxcalcCADoubleArrToSingleArrInplace,
+              precisionCases(kxcalcCADoubleArrToSingleArrInplace, true, random, digest)),
+    KX_EXPORT(kxcalcCASingleArrToDoubleArrInplace,
+              precisionCases(kxcalcCASingleArrToDoubleArrInplace, false, random, digest)),
 };
 
 #undef KX_EXPORT
