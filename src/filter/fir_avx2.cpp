@@ -3,11 +3,10 @@
 // operations lane by lane.
 #include <immintrin.h>
 
-#include <algorithm>
 #include <cstdint>
 
-#include "core/align.h"
 #include "filter/fir.h"
+#include "filter/fir_runs.h"
 
 namespace kx::avx2 {
 namespace {
@@ -61,22 +60,8 @@ inline float reduce(const FirSums& sums) {
 }  // namespace
 
 float firFilter(const float* ring, const float* coefficients, int32_t length, int32_t position) {
-  const auto ringLength = static_cast<uint32_t>(length);
-  const auto wrapped = static_cast<uint32_t>(position);
-  const uint32_t runA = ringLength - wrapped;
   FirSums sums;
-  accumulateRun(ring + wrapped, coefficients, runA, true, &sums);
-
-  const float* coefficientsB = coefficients + runA;
-  if (wrapped > 7) {
-    const uint32_t leadIn = std::min(headCount<32>(coefficientsB), wrapped);
-    for (uint32_t i = 0; i < leadIn; ++i)
-      addRoundedProduct(coefficientsB[i], ring[i], &sums.scalar);
-    accumulateRun(ring + leadIn, coefficientsB + leadIn, wrapped - leadIn, false, &sums);
-  } else {
-    for (uint32_t i = 0; i < wrapped; ++i)
-      addRoundedProduct(coefficientsB[i], ring[i], &sums.scalar);
-  }
+  accumulateRing(ring, coefficients, length, position, &sums, accumulateRun, addRoundedProduct);
   return reduce(sums);
 }
 

@@ -3,14 +3,13 @@
 // is ever reduced modulo the length. Both runs feed an eight-lane vector sum and a scalar
 // sum; the lanes below stand for the vector unit of the avx2 kernel, with the same order
 // of every rounding.
-#include <algorithm>
 #include <array>
 #include <cstdint>
 
-#include "core/align.h"
 #include "core/fused.h"
 #include "core/lanes.h"
 #include "filter/fir.h"
+#include "filter/fir_runs.h"
 
 namespace kx::generic {
 namespace {
@@ -69,23 +68,8 @@ float reduce(const FirSums& sums) {
 }  // namespace
 
 float firFilter(const float* ring, const float* coefficients, int32_t length, int32_t position) {
-  const auto ringLength = static_cast<uint32_t>(length);
-  const auto wrapped = static_cast<uint32_t>(position);
-  const uint32_t runA = ringLength - wrapped;
   FirSums sums;
-  accumulateRun(ring + wrapped, coefficients, runA, true, &sums);
-
-  const float* coefficientsB = coefficients + runA;
-  if (wrapped > 7) {
-    // Single products until the coefficient reads reach a 32-byte boundary.
-    const uint32_t leadIn = std::min(headCount<32>(coefficientsB), wrapped);
-    for (uint32_t i = 0; i < leadIn; ++i)
-      addRoundedProduct(coefficientsB[i], ring[i], &sums.scalar);
-    accumulateRun(ring + leadIn, coefficientsB + leadIn, wrapped - leadIn, false, &sums);
-  } else {
-    for (uint32_t i = 0; i < wrapped; ++i)
-      addRoundedProduct(coefficientsB[i], ring[i], &sums.scalar);
-  }
+  accumulateRing(ring, coefficients, length, position, &sums, accumulateRun, addRoundedProduct);
   return reduce(sums);
 }
 
