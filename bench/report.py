@@ -81,6 +81,11 @@ PEER_TABLES = {
         "to libsamplerate's linear converter and soxr's quick mode fed the same blocks. At "
         "ratio 1 soxr passes its input through, a copy: the interpolator, which copies each "
         "block into its ring before it interpolates, cannot match that."),
+    "FIRFilter": (
+        "The FIR filter per output (one call per new sample, the ring position moving by 7 "
+        "each call), next to liquid-dsp's firfilt_rrrf (push, then execute) and VOLK's "
+        "volk_32f_x2_dot_prod_32f over a doubled ring (each sample written twice, so one "
+        "call covers the wrap), all with the same coefficients."),
 }
 
 

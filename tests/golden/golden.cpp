@@ -912,6 +912,31 @@ void precisionCases(void* (*convert)(void*, uint32_t), bool toFloat, SampleGener
   }
 }
 
+// --- the FIR filter ---------------------------------------------------------------------
+
+// Every length up to 80 (scalar, 8- and 32-blocks on both sides of the wrap) at every
+// position, then a few long rings at a spread of positions; the arrays at every start
+// within a 32-byte line, since the wrapped part's lead-in follows the coefficients' address.
+void firCases(decltype(&::kxcalcFIRFilter_float) fir, SampleGenerator& random, Digest& digest) {
+  auto run = [&](int32_t length, int32_t position, std::size_t offset) {
+    Region<float> ring(length, offset * sizeof(float));
+    Region<float> coefficients(length, (offset * 3 % 8) * sizeof(float));
+    random.fill(ring.span());
+    random.fill(coefficients.span());
+    digest.add(fir(ring.data(), coefficients.data(), length, position));
+    digest.countCase();
+  };
+  for (int32_t length = 0; length <= 80; ++length) {
+    for (int32_t position = 0; position <= length; ++position)
+      run(length, position, static_cast<std::size_t>(position + length) % 8);
+  }
+  for (int32_t length : {255, 256, 1000}) {
+    for (int32_t position = 0; position <= length; position += 37) {
+      for (std::size_t offset = 0; offset < 8; ++offset) run(length, position, offset);
+    }
+  }
+}
+
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
@@ -1009,6 +1034,7 @@ const Export kExports[] = {
               precisionCases(kxcalcCADoubleArrToSingleArrInplace, true, random, digest)),
     KX_EXPORT(kxcalcCASingleArrToDoubleArrInplace,
               precisionCases(kxcalcCASingleArrToDoubleArrInplace, false, random, digest)),
+    KX_EXPORT(kxcalcFIRFilter_float, firCases(kxcalcFIRFilter_float, random, digest)),
 };
 
 #undef KX_EXPORT
