@@ -1,6 +1,7 @@
 """Checks kxcalc filter against SciPy's designs and measures its pink noise.
 
 Usage: filter_reference.py designs KXCALC
+       filter_reference.py filtering KXCALC WORK_DIRECTORY
        filter_reference.py pink-octaves OUT.wav
 Exit 0 passed, 1 failed, 77 when SciPy is missing.
 """
@@ -89,6 +90,36 @@ def check_designs(kxcalc):
     return failures == 0
 
 
+def check_filtering(kxcalc, work):
+    """Two channels of noise, longer than two of the program's blocks, through an IIR and a
+    FIR design: the outputs follow sosfilt and lfilter on the same samples, so each channel's
+    filter state carries over from block to block."""
+    generator = np.random.default_rng(5)
+    frames = 140000
+    samples = (generator.uniform(-0.5, 0.5, (frames, 2))).astype(np.float32)
+    samples.tofile(f"{work}/noise.f32")
+    ok = True
+    for arguments in (["--filter", "bandpass", "--cutoff", "300,3000", "--order", "4"],
+                      ["--design", "fir", "--filter", "lowpass", "--cutoff", "2000",
+                       "--length", "127"]):
+        common = ["--type", "float", "--channels", "2", "--rate", "48000"] + arguments
+        subprocess.run([kxcalc, "filter"] + common + ["--encoding", "float", "-o",
+                       f"{work}/filtered.wav", f"{work}/noise.f32"], check=True,
+                       capture_output=True)
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")
+            _, actual = wavfile.read(f"{work}/filtered.wav")
+        result = design(kxcalc, ["--rate", "48000"] + arguments)
+        if "sos" in result:
+            expected = signal.sosfilt(np.array(result["sos"]), samples.astype(np.float64), axis=0)
+        else:
+            expected = signal.lfilter(result["taps"], [1.0], samples.astype(np.float64), axis=0)
+        error = np.max(np.abs(actual - expected)) / np.max(np.abs(expected))
+        print(f"{' '.join(arguments)}: largest difference {error:.2g} of the peak")
+        ok = ok and actual.shape == expected.shape and error < 1e-5
+    return ok
+
+
 def check_pink_octaves(path):
     """Band power per octave from 100 Hz to 12.8 kHz: each octave holds about as much power
     as the one below (pink: -3 dB per octave in power density, 0 dB per octave band)."""
@@ -116,6 +147,8 @@ def check_pink_octaves(path):
 if __name__ == "__main__":
     if sys.argv[1] == "designs":
         sys.exit(0 if check_designs(sys.argv[2]) else 1)
+    if sys.argv[1] == "filtering":
+        sys.exit(0 if check_filtering(sys.argv[2], sys.argv[3]) else 1)
     if sys.argv[1] == "pink-octaves":
         sys.exit(0 if check_pink_octaves(sys.argv[2]) else 1)
     sys.exit(f"unknown check {sys.argv[1]}")

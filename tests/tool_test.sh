@@ -608,6 +608,12 @@ filter_designs_scipy)
   /usr/bin/python3 "$(dirname "$0")/filter_reference.py" designs "$kxcalc" || fail "designs differ from SciPy's"
   ;;
 
+filter_matches_scipy)
+  /usr/bin/python3 -c 'import scipy' 2>/dev/null || { echo "no SciPy for /usr/bin/python3; skipped"; exit 77; }
+  /usr/bin/python3 "$(dirname "$0")/filter_reference.py" filtering "$kxcalc" "$work" ||
+    fail "the filtered noise differs from SciPy's"
+  ;;
+
 filter_print_design)
   succeeds filter --filter bandpass --cutoff 500,2000 --order 4 --print-design
   [ "$(grep -c '^# Butterworth bandpass, order 4, 4 sections' "$out")" -eq 1 ] || fail "no heading"
