@@ -121,10 +121,10 @@ case $case_name in
 help)
   succeeds --help
   grep -q "^Usage: kxcalc COMMAND" "$out" || fail "no usage"
-  for command in stats resample plot; do
+  for command in stats resample plot filter; do
     grep -qE "^  $command +[a-z]" "$out" || fail "$command not listed"
   done
-  for command in stats resample plot; do
+  for command in stats resample plot filter; do
     succeeds $command --help
     grep -q "^Usage: kxcalc $command" "$out" || fail "no usage of $command"
     grep -q -- "--variant" "$out" || fail "--variant not explained by $command --help"
@@ -338,6 +338,12 @@ error_missing_export)
     --variant generic --rate 8000
   refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcGetXYValGraph2D" plot \
     --variant generic --y-range 0,1 -o "$work/p.png"
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcIIRFilter_double" filter \
+    --variant generic --filter lowpass --cutoff 1000
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcFIRFilter_float" filter \
+    --variant generic --design fir --filter lowpass --cutoff 1000
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcPinkFilter_double" filter \
+    --variant generic --pink
   ;;
 
 stats_json)
@@ -683,6 +689,15 @@ filter_pink)
   /usr/bin/python3 -c 'import scipy' 2>/dev/null || { echo "no SciPy for /usr/bin/python3; skipped"; exit 77; }
   /usr/bin/python3 "$(dirname "$0")/filter_reference.py" pink-octaves "$work/pink.wav" ||
     fail "the spectrum does not fall 3 dB per octave"
+  ;;
+
+filter_progress_bar)
+  command -v script >/dev/null || { echo "no script command; skipped"; exit 77; }
+  export KXCALC_PROGRESS_DELAY_MS=0
+  script -qec "'$kxcalc' filter --pink --frames 300000 -o '$work/pink.wav'" /dev/null >"$work/terminal" ||
+    fail "the run on a terminal failed"
+  grep -qE 'pink noise \[#*\.*\] +[0-9]+%' "$work/terminal" || fail "no progress bar on the terminal"
+  grep -q "^frames: 300000" "$work/terminal" || fail "no summary after the bar"
   ;;
 
 filter_json)
