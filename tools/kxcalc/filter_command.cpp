@@ -200,11 +200,10 @@ void checkDesign(FilterOptions& options, double rate) {
                "frequency %.9g Hz",
                transition, nyquist));
   }
-  const double estimate =
-      (options.attenuation - 7.95) / 2.285 / (3.141592653589793 * transition / nyquist) + 1;
-  if (estimate > kLargestLength) {
+  const double length = kaiserLength(options.attenuation, transition / nyquist);
+  if (length > kLargestLength) {
     throw UsageError(format("--transition: %.9g Hz at %.9g dB needs %.0f taps, more than %u",
-                            transition, options.attenuation, std::ceil(estimate), kLargestLength));
+                            transition, options.attenuation, length, kLargestLength));
   }
   options.transition = transition;
 }
@@ -221,13 +220,13 @@ FilterDesign designFilter(const FilterOptions& options, double rate) {
     design.sections = butterworthSections(options.order, *options.band, options.cutoffs, rate);
     return design;
   }
+  design.beta = kaiserBeta(options.attenuation);
   uint32_t length = 0;
   if (options.length) {
     length = *options.length;
-    design.beta = kaiserBeta(options.attenuation);
   } else {
-    design.beta = kaiserBeta(options.attenuation);
-    length = kaiserLength(options.attenuation, *options.transition / (rate / 2));
+    length =
+        static_cast<uint32_t>(kaiserLength(options.attenuation, *options.transition / (rate / 2)));
     // A filter that passes Nyquist needs a tap at the centre: the next odd length.
     if (passesNyquist(*options.band) && length % 2 == 0) ++length;
   }

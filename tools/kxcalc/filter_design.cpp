@@ -270,9 +270,8 @@ double kaiserBeta(double attenuation) {
   return 0;
 }
 
-uint32_t kaiserLength(double attenuation, double transitionWidth) {
-  const double length = (attenuation - 7.95) / 2.285 / (kPi * transitionWidth) + 1;
-  return static_cast<uint32_t>(std::ceil(length));
+double kaiserLength(double attenuation, double transitionWidth) {
+  return std::ceil((attenuation - 7.95) / 2.285 / (kPi * transitionWidth) + 1);
 }
 
 std::vector<double> kaiserSincTaps(uint32_t length, Band band, const std::vector<double>& edges,

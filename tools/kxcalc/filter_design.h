@@ -25,9 +25,10 @@ std::vector<Section> butterworthSections(uint32_t order, Band band,
                                          const std::vector<double>& edges, double rate);
 
 // Kaiser's estimates for a stop-band attenuation (dB, >= 8) and a transition width given
-// as a fraction of the Nyquist frequency.
+// as a fraction of the Nyquist frequency; the length is a whole number, as a double so that
+// an impossible one can be refused before it is used.
 double kaiserBeta(double attenuation);
-uint32_t kaiserLength(double attenuation, double transitionWidth);
+double kaiserLength(double attenuation, double transitionWidth);
 
 // The windowed-sinc taps of a linear-phase FIR filter of the given length, scaled for unit
 // gain at 0 Hz (low-pass, band-stop), at Nyquist (high-pass) or at the pass band's centre.
