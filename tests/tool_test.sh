@@ -749,6 +749,7 @@ error_filter)
   "$write_file" raw float "$work/in.f32" 1 2 3
   refuses 2 "'$work/in.f32' does not say its sample rate: give --rate" filter --filter lowpass --cutoff 10 --type float "$work/in.f32"
   refuses 1 "cannot open '$work/absent.wav'" filter --filter lowpass --cutoff 1000 "$work/absent.wav"
+  refuses 2 "the rate 8000.5 Hz is not a whole number of Hz" filter --filter lowpass --cutoff 10 --rate 8000.5 -o "$work/out.wav"
   ;;
 
 *)

@@ -3,6 +3,7 @@
 // from block to block, and writes a WAV or FLAC file; or makes pink noise.
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -285,7 +286,7 @@ class IirChannel {
  public:
   explicit IirChannel(const std::vector<Section>& sections)
       : gains_(sections.size(), 1.0), taps_(sections.size() * 3) {
-    // The library moves each tap's (x, y) and (b, a) as aligned pairs.
+    // Tap 0 weighs x[n-2] and y[n-2], tap 2 the section's input x[n] (its a is never read).
     IIRTap* taps = taps_.data();
     for (size_t s = 0; s < sections.size(); ++s) {
       const Section& section = sections[s];
@@ -386,11 +387,17 @@ void printDesign(const FilterOptions& options, const FilterDesign& design, doubl
 std::unique_ptr<SoundOutput> openOutput(const FilterOptions& options, int inputFormat, double rate,
                                         uint32_t channels) {
   if (!options.output) return nullptr;
+  if (rate != std::floor(rate) || rate > std::numeric_limits<int>::max()) {
+    throw UsageError(
+        format("the rate %.9g Hz is not a whole number of Hz below 2^31, which "
+               "'%s' would have to store",
+               rate, options.output->c_str()));
+  }
   const int container = containerOfPath(*options.output);
   return std::make_unique<SoundOutput>(
       *options.output, container,
-      options.encoding.value_or(defaultEncoding(container, inputFormat)),
-      static_cast<int>(std::lround(rate)), channels);
+      options.encoding.value_or(defaultEncoding(container, inputFormat)), static_cast<int>(rate),
+      channels);
 }
 
 // Runs every channel of the source through its own filter and writes the frames.
