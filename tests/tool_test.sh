@@ -132,8 +132,8 @@ help)
   ;;
 
 error_command)
-  refuses 2 "no command given \(stats, resample or plot\) \(see kxcalc --help\)"
-  refuses 2 "unknown command 'stat' \(stats, resample or plot\)" stat
+  refuses 2 "no command given \(stats, resample, plot or filter\) \(see kxcalc --help\)"
+  refuses 2 "unknown command 'stat' \(stats, resample, plot or filter\)" stat
   refuses 2 "unknown command '--frames'" --frames 10
   ;;
 
