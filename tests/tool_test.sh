@@ -82,6 +82,27 @@ near() {
   awk -v a="$1" -v e="$2" -v t="$3" 'BEGIN { d = a - e; if (d < 0) d = -d; exit !(a != "" && d <= t) }'
 }
 
+# write_sine_raw PATH HZ FRAMES: a float sine of amplitude 0.5 at 48 kHz, raw.
+write_sine_raw() {
+  awk -v f="$2" -v n="$3" 'BEGIN { pi = atan2(0, -1)
+      for (i = 0; i < n; i++) printf "%.9g\n", 0.5 * sin(2 * pi * f * i / 48000) }' |
+    "$write_file" raw float "$1" - || fail "writing $1"
+}
+
+# gain_db IN_HZ FRAMES FILTER_ARGS...: the filter's gain in dB at IN_HZ, from the RMS of the
+# output after the first FRAMES/5 frames (the transient), over whole periods of the sine.
+gain_db() {
+  local frequency=$1 frames=$2
+  shift 2
+  write_sine_raw "$work/sine.f32" "$frequency" "$frames"
+  succeeds filter --type float --rate 48000 "$@" --encoding float -o "$work/filtered.wav" "$work/sine.f32"
+  "$read_file" sound-samples "$work/filtered.wav" | awk -v f="$frequency" -v n="$frames" '
+      BEGIN { period = 48000 / f; start = int(n / 5); whole = int((n - start) / period) * period
+              if (whole != int(whole)) { print "no whole periods"; exit 1 } }
+      NR > start && NR <= start + whole { sum += $1 * $1 }
+      END { printf "%.4f\n", 10 * log(sum / whole / 0.125) / log(10) }'
+}
+
 # The first two channels of a 48 kHz 16-bit WAV: a 1 kHz sine of amplitude 0.5 and a 250 Hz
 # one of 0.25, N frames.
 write_sine_wav() {
@@ -100,10 +121,10 @@ case $case_name in
 help)
   succeeds --help
   grep -q "^Usage: kxcalc COMMAND" "$out" || fail "no usage"
-  for command in stats resample plot; do
+  for command in stats resample plot filter; do
     grep -qE "^  $command +[a-z]" "$out" || fail "$command not listed"
   done
-  for command in stats resample plot; do
+  for command in stats resample plot filter; do
     succeeds $command --help
     grep -q "^Usage: kxcalc $command" "$out" || fail "no usage of $command"
     grep -q -- "--variant" "$out" || fail "--variant not explained by $command --help"
@@ -111,8 +132,8 @@ help)
   ;;
 
 error_command)
-  refuses 2 "no command given \(stats, resample or plot\) \(see kxcalc --help\)"
-  refuses 2 "unknown command 'stat' \(stats, resample or plot\)" stat
+  refuses 2 "no command given \(stats, resample, plot or filter\) \(see kxcalc --help\)"
+  refuses 2 "unknown command 'stat' \(stats, resample, plot or filter\)" stat
   refuses 2 "unknown command '--frames'" --frames 10
   ;;
 
@@ -317,6 +338,12 @@ error_missing_export)
     --variant generic --rate 8000
   refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcGetXYValGraph2D" plot \
     --variant generic --y-range 0,1 -o "$work/p.png"
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcIIRFilter_double" filter \
+    --variant generic --filter lowpass --cutoff 1000
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcFIRFilter_float" filter \
+    --variant generic --design fir --filter lowpass --cutoff 1000
+  refuses 1 "libkxcalc-generic.so.2.17 does not export kxcalcPinkFilter_double" filter \
+    --variant generic --pink
   ;;
 
 stats_json)
@@ -580,6 +607,149 @@ error_plot)
   "$write_file" raw double "$work/infinite.f64" 1 inf 3
   refuses 1 "the data is not finite \(NaN or infinity\): give --y-range" plot --type double -o "$work/p.png" "$work/infinite.f64"
   [ ! -e "$work/p.png" ] || fail "a refused picture was written"
+  ;;
+
+filter_designs_scipy)
+  /usr/bin/python3 -c 'import scipy' 2>/dev/null || { echo "no SciPy for /usr/bin/python3; skipped"; exit 77; }
+  /usr/bin/python3 "$(dirname "$0")/filter_reference.py" designs "$kxcalc" || fail "designs differ from SciPy's"
+  ;;
+
+filter_matches_scipy)
+  /usr/bin/python3 -c 'import scipy' 2>/dev/null || { echo "no SciPy for /usr/bin/python3; skipped"; exit 77; }
+  /usr/bin/python3 "$(dirname "$0")/filter_reference.py" filtering "$kxcalc" "$work" ||
+    fail "the filtered noise differs from SciPy's"
+  ;;
+
+filter_print_design)
+  succeeds filter --filter bandpass --cutoff 500,2000 --order 4 --print-design
+  [ "$(grep -c '^# Butterworth bandpass, order 4, 4 sections' "$out")" -eq 1 ] || fail "no heading"
+  [ "$(grep -cE '^(-?[0-9.e+-]+ ){5}-?[0-9.e+-]+$' "$out")" -eq 4 ] || fail "not four sections"
+  # The last section holds the poles nearest the unit circle: the largest a2.
+  awk 'NR > 1 { if ($6 < last) exit 1; last = $6 }' "$out" || fail "sections out of order"
+  succeeds filter --filter lowpass --cutoff 1000 --design fir --length 5 --print-design
+  [ "$(sed -n 2p "$out")" = "$(sed -n 6p "$out")" ] || fail "the taps are not symmetric"
+  awk 'NR > 1 { sum += $1 } END { exit !(sum > 0.999999999999 && sum < 1.000000000001) }' "$out" ||
+    fail "the taps do not sum to 1"
+  ;;
+
+filter_iir_response)
+  # A 4th-order low-pass at 1 kHz: -3.01 dB at the corner, -24.1 dB an octave above.
+  corner=$(gain_db 1000 48000 --filter lowpass --cutoff 1000 --order 4)
+  near "$corner" -3.0103 0.05 || fail "$corner dB at the corner"
+  octave=$(gain_db 2000 48000 --filter lowpass --cutoff 1000 --order 4)
+  awk -v g="$octave" 'BEGIN { exit !(g <= -23.5) }' || fail "only $octave dB an octave above"
+  passed=$(gain_db 100 48000 --filter lowpass --cutoff 1000 --order 4)
+  near "$passed" 0 0.01 || fail "$passed dB in the pass band"
+  # A band-pass passes its centre and stops a decade away; a high-pass its mirror image.
+  centre=$(gain_db 2000 48000 --filter bandpass --cutoff 1000,4000 --order 4)
+  near "$centre" 0 0.05 || fail "band-pass: $centre dB at 2 kHz"
+  far=$(gain_db 200 48000 --filter bandpass --cutoff 1000,4000 --order 4)
+  awk -v g="$far" 'BEGIN { exit !(g <= -50) }' || fail "band-pass: $far dB at 200 Hz"
+  notch=$(gain_db 2000 48000 --filter bandstop --cutoff 1000,4000 --order 2)
+  awk -v g="$notch" 'BEGIN { exit !(g <= -40) }' || fail "band-stop: $notch dB at 2 kHz"
+  high=$(gain_db 4000 48000 --filter highpass --cutoff 4000 --order 6)
+  near "$high" -3.0103 0.05 || fail "high-pass: $high dB at the corner"
+  ;;
+
+filter_fir_response)
+  # 60 dB with a 1 kHz transition at 4 kHz: within 0.01 dB (a ripple of 1e-3) in the
+  # pass band below 3.5 kHz, at least 60 dB down above 4.5 kHz (a little slack for floats).
+  for hz in 1000 3000; do
+    gain=$(gain_db $hz 24000 --design fir --filter lowpass --cutoff 4000 --attenuation 60 --transition 1000)
+    near "$gain" 0 0.0087 || fail "FIR: $gain dB at $hz Hz in the pass band"
+  done
+  for hz in 6000 12000; do
+    gain=$(gain_db $hz 24000 --design fir --filter lowpass --cutoff 4000 --attenuation 60 --transition 1000)
+    awk -v g="$gain" 'BEGIN { exit !(g <= -59.5) }' || fail "FIR: only $gain dB at $hz Hz"
+  done
+  gain=$(gain_db 4000 24000 --design fir --filter lowpass --cutoff 4000 --attenuation 60 --transition 1000)
+  near "$gain" -6.0206 0.05 || fail "FIR: $gain dB at the cut-off, not half the amplitude"
+  gain=$(gain_db 12000 24000 --design fir --filter highpass --cutoff 4000 --length 201)
+  near "$gain" 0 0.01 || fail "FIR high-pass: $gain dB at 12 kHz"
+  ;;
+
+filter_channels)
+  # Two channels, the second the first negated: each has its own state, and negation
+  # commutes with every rounding, so the outputs keep the relation bit for bit.
+  awk 'BEGIN { for (i = 0; i < 3000; i++) { v = int(1024 * (sin(i * 0.37) + 0.25 * sin(i * 0.05))) / 1024
+                                            printf "%.10g %.10g\n", v, -v } }' |
+    "$write_file" raw float "$work/two.f32" - || fail "writing the input"
+  for design in iir fir; do
+    succeeds filter --design $design --filter lowpass --cutoff 3000 --type float --channels 2 \
+      --rate 48000 --encoding float -o "$work/two.wav" "$work/two.f32"
+    grep -q "^frames: 3000$" "$out" || fail "$design: not 3000 frames"
+    "$read_file" sound-samples "$work/two.wav" | awk '$2 != -$1 { bad++ } END { exit bad > 0 }' ||
+      fail "$design: the channels are not independent"
+  done
+  ;;
+
+filter_pink)
+  succeeds filter --pink --frames 262144 --seed 7 -o "$work/pink.wav"
+  grep -q "^filter: pink noise, seed 7, at 48000 Hz$" "$out" || fail "no summary"
+  /usr/bin/python3 -c 'import scipy' 2>/dev/null || { echo "no SciPy for /usr/bin/python3; skipped"; exit 77; }
+  /usr/bin/python3 "$(dirname "$0")/filter_reference.py" pink-octaves "$work/pink.wav" ||
+    fail "the spectrum does not fall 3 dB per octave"
+  ;;
+
+filter_progress_bar)
+  command -v script >/dev/null || { echo "no script command; skipped"; exit 77; }
+  export KXCALC_PROGRESS_DELAY_MS=0
+  script -qec "'$kxcalc' filter --pink --frames 300000 -o '$work/pink.wav'" /dev/null >"$work/terminal" ||
+    fail "the run on a terminal failed"
+  grep -qE 'pink noise \[#*\.*\] +[0-9]+%' "$work/terminal" || fail "no progress bar on the terminal"
+  grep -q "^frames: 300000" "$work/terminal" || fail "no summary after the bar"
+  ;;
+
+filter_json)
+  succeeds filter --filter highpass --cutoff 300 --order 2 --print-design --json
+  [ "$(wc -l <"$out")" -eq 1 ] || fail "not one line of JSON"
+  grep -qF '"sos": [[' "$out" || fail "no sections"
+  succeeds filter --filter lowpass --cutoff 1000 --frames 4800 --json -o "$work/out.wav"
+  for field in '"filter": "Butterworth lowpass of order 4, 2 sections"' '"frames": 4800' \
+               '"format": "WAV (Microsoft), 32 bit float"' '"variant": "'; do
+    grep -qF "$field" "$out" || fail "no $field"
+  done
+  ;;
+
+filter_variants_agree)
+  cpu_has_avx2_and_fma || { echo "no AVX2 and FMA on this processor; skipped"; exit 77; }
+  for args in "--filter lowpass --cutoff 1000 --order 8" "--filter bandstop --cutoff 100,9000" \
+              "--design fir --filter bandpass --cutoff 1000,5000 --transition 300" \
+              "--design fir --filter highpass --cutoff 2000 --length 37" "--pink --seed 3"; do
+    succeeds filter --variant generic $args --sine 3000 --frames 20000 --encoding float -o "$work/generic.wav"
+    succeeds filter --variant avx2 $args --sine 3000 --frames 20000 --encoding float -o "$work/avx2.wav"
+    generic=$("$read_file" sound-digest "$work/generic.wav") avx2=$("$read_file" sound-digest "$work/avx2.wav")
+    [ "$generic" = "$avx2" ] || fail "the variants differ for $args: $generic against $avx2"
+  done
+  ;;
+
+error_filter)
+  refuses 2 "--filter TYPE is missing" filter --cutoff 1000
+  refuses 2 "--filter: unknown filter type 'notch'" filter --filter notch --cutoff 1000
+  refuses 2 "--cutoff: a lowpass filter takes one frequency" filter --filter lowpass
+  refuses 2 "--cutoff: a bandpass filter takes two frequencies" filter --filter bandpass --cutoff 1000
+  refuses 2 "--cutoff: 24000 Hz is not between 0 Hz and the Nyquist frequency 24000 Hz" filter --filter lowpass --cutoff 24000
+  refuses 2 "--cutoff: 30000 Hz is not between" filter --filter highpass --cutoff 30000
+  refuses 2 "--cutoff: 0 Hz is not between" filter --filter lowpass --cutoff 0
+  refuses 2 "--cutoff: -5 Hz is not between" filter --filter bandstop --cutoff -5,100
+  refuses 2 "--cutoff: 6000 Hz is not between 0 Hz and the Nyquist frequency 4000 Hz" filter --filter lowpass --cutoff 6000 --rate 8000
+  refuses 2 "--cutoff: the band edges 2000,1000 Hz are not in rising order" filter --filter bandpass --cutoff 2000,1000
+  refuses 2 "--cutoff: the band edges 1000,1000 Hz are not in rising order" filter --filter bandstop --cutoff 1000,1000
+  refuses 2 "--order: 3 is not an even order" filter --filter lowpass --cutoff 1000 --order 3
+  refuses 2 "--order: 0 is not an even order" filter --filter lowpass --cutoff 1000 --order 0
+  refuses 2 "--order: '66' is not a whole number" filter --filter lowpass --cutoff 1000 --order 66
+  refuses 2 "--length: a FIR filter needs at least one tap" filter --design fir --filter lowpass --cutoff 1000 --length 0
+  refuses 2 "--length: a highpass FIR filter needs an odd length, not 10" filter --design fir --filter highpass --cutoff 1000 --length 10
+  refuses 2 "--attenuation: 5 dB is outside 8 ... 200 dB" filter --design fir --filter lowpass --cutoff 1000 --attenuation 5
+  refuses 2 "--attenuation: 300 dB is outside" filter --design fir --filter lowpass --cutoff 1000 --attenuation 300
+  refuses 2 "--transition: 0 Hz is not between" filter --design fir --filter lowpass --cutoff 1000 --transition 0
+  refuses 2 "--transition: 1 Hz at 60 dB needs 174020 taps" filter --design fir --filter lowpass --cutoff 1000 --transition 1
+  refuses 2 "--design: 'iirr' is neither iir nor fir" filter --design iirr --filter lowpass --cutoff 1000
+  refuses 2 "--pink makes its own noise and reads no FILE" filter --pink "$work/absent.wav"
+  "$write_file" raw float "$work/in.f32" 1 2 3
+  refuses 2 "'$work/in.f32' does not say its sample rate: give --rate" filter --filter lowpass --cutoff 10 --type float "$work/in.f32"
+  refuses 1 "cannot open '$work/absent.wav'" filter --filter lowpass --cutoff 1000 "$work/absent.wav"
+  refuses 2 "the rate 8000.5 Hz is not a whole number of Hz" filter --filter lowpass --cutoff 10 --rate 8000.5 -o "$work/out.wav"
   ;;
 
 *)

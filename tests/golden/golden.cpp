@@ -937,6 +937,67 @@ void firCases(decltype(&::kxcalcFIRFilter_float) fir, SampleGenerator& random, D
   }
 }
 
+// --- IIR and pink-noise filters ------------------------------------------------------
+
+// A coefficient in [-1, 1) from raw bits, sometimes tripled (unstable), sometimes special.
+double filterCoefficient(SampleGenerator& random) {
+  if (random.below(16) == 0) return random.scalarDouble();
+  const double unit =
+      std::ldexp(static_cast<double>(static_cast<int64_t>(random.bits() >> 11)) - 0x1p52, -52);
+  return random.below(8) == 0 ? unit * 3.0 : unit;
+}
+double filterSample(SampleGenerator& random) {
+  switch (random.below(24)) {
+    case 0:
+      return random.scalarDouble();
+    case 1:
+      return random.below(2) ? 1e12 : -1e12;
+    default:
+      return filterCoefficient(random) * 100.0;
+  }
+}
+
+// Cascades of both layouts, each fed a run of samples; every output and the whole tap
+// array (coefficients included, which must stay as they are) are hashed, with the state.
+template <typename T>
+void iirCases(T (*filter)(IIRFilterState*, T), SampleGenerator& random, Digest& digest) {
+  for (int c = 0; c < 400; ++c) {
+    IIRFilterState state{};
+    state.kind = random.below(2) ? 3 : static_cast<int32_t>(random.below(5));
+    state.sectionCount = static_cast<int32_t>(random.below(8)) - 1;
+    state.order = static_cast<int32_t>(random.below(10));
+    state.reserved = static_cast<int32_t>(random.bits());
+    const int32_t perSection = state.kind == 3 ? 3 : state.order + 1;
+    const int32_t sections = state.sectionCount > 0 ? state.sectionCount : 1;
+    std::vector<double> gains(sections);
+    std::vector<IIRTap> taps(static_cast<std::size_t>(sections) * perSection);
+    for (double& g : gains) g = filterCoefficient(random);
+    for (IIRTap& t : taps) t = {0.0, 0.0, filterCoefficient(random), filterCoefficient(random)};
+    state.gains = gains.data();
+    state.taps = taps.data();
+    for (int n = 0; n < 200; ++n) {
+      digest.add(filter(&state, static_cast<T>(filterSample(random))));
+      digest.countCase();
+    }
+    digest.add(reinterpret_cast<const double*>(taps.data()), taps.size() * 4);
+    digest.add(gains.data(), gains.size());
+    digest.add(state.reserved);
+  }
+}
+
+void pinkCases(decltype(&::kxcalcPinkFilter_double) pink, SampleGenerator& random, Digest& digest) {
+  for (int c = 0; c < 50; ++c) {
+    PinkFilterState state{};
+    for (int n = 0; n < 1000; ++n) {
+      digest.add(
+          pink(&state, random.below(8) == 0 ? random.scalarDouble() : filterCoefficient(random)));
+      digest.countCase();
+    }
+    digest.add(state.s, 8);
+  }
+}
+
+
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
@@ -1035,6 +1096,9 @@ const Export kExports[] = {
     KX_EXPORT(kxcalcCASingleArrToDoubleArrInplace,
               precisionCases(kxcalcCASingleArrToDoubleArrInplace, false, random, digest)),
     KX_EXPORT(kxcalcFIRFilter_float, firCases(kxcalcFIRFilter_float, random, digest)),
+    KX_EXPORT(kxcalcIIRFilter_float, iirCases(kxcalcIIRFilter_float, random, digest)),
+    KX_EXPORT(kxcalcIIRFilter_double, iirCases(kxcalcIIRFilter_double, random, digest)),
+    KX_EXPORT(kxcalcPinkFilter_double, pinkCases(kxcalcPinkFilter_double, random, digest)),
 };
 
 #undef KX_EXPORT

@@ -7,5 +7,6 @@ namespace kxtool {
 int statsCommand(int argc, char** argv);
 int resampleCommand(int argc, char** argv);
 int plotCommand(int argc, char** argv);
+int filterCommand(int argc, char** argv);
 
 }  // namespace kxtool

@@ -21,6 +21,7 @@ constexpr Command kCommands[] = {
     {"stats", statsCommand, "minimum, maximum, mean and RMS of every channel, and throughput"},
     {"resample", resampleCommand, "changes the sample rate of a recording (WAV or FLAC out)"},
     {"plot", plotCommand, "draws the channels of a recording as curves into a PNG"},
+    {"filter", filterCommand, "low-, high-, band-pass or band-stop filtering; pink noise"},
 };
 
 void printHelp() {
@@ -37,7 +38,7 @@ void printHelp() {
 }
 
 const char* commandNames() {
-  return "stats, resample or plot";
+  return "stats, resample, plot or filter";
 }
 
 }  // namespace
