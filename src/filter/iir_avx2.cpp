@@ -14,11 +14,15 @@ __m128d coefficients(const IIRTap* tap) {
   return _mm_load_pd(&tap->b);
 }
 
-// max(-rail, u): maxsd returns its second operand when either is NaN, so NaN passes.
+// Lane 0 minus lane 1: b*x - a*y of one tap, or feed-forward minus feedback.
+__m128d lowMinusHigh(__m128d pair) {
+  return _mm_sub_sd(pair, _mm_unpackhi_pd(pair, pair));
+}
+
+// u > rail ? rail : max(-rail, u) as min(rail, max(-rail, u)): with the operands in this
+// order minsd and maxsd return u when it is NaN, so NaN passes, and the bits are the same.
 __m128d clampGeneral(__m128d u) {
-  const __m128d above = _mm_cmpgt_sd(u, _mm_set_sd(kIIRRail));
-  const __m128d lower = _mm_max_sd(_mm_set_sd(-kIIRRail), u);
-  return _mm_blendv_pd(lower, _mm_set_sd(kIIRRail), above);
+  return _mm_min_sd(_mm_set_sd(kIIRRail), _mm_max_sd(_mm_set_sd(-kIIRRail), u));
 }
 
 // min(u, rail) turns NaN into the rail; the max with -rail follows.
@@ -36,12 +40,12 @@ __m128d generalSection(IIRTap* taps, int32_t order, __m128d input) {
   for (; i + 8 <= order; i += 8) {
     for (int32_t k = 0; k < 8; ++k) {
       const __m128d products = _mm_mul_pd(history(&taps[i + k]), coefficients(&taps[i + k]));
-      acc = _mm_add_sd(acc, _mm_hsub_pd(products, products));
+      acc = _mm_add_sd(acc, lowMinusHigh(products));
     }
   }
   for (; i < order; ++i) {
     const __m128d products = _mm_mul_pd(history(&taps[i]), coefficients(&taps[i]));
-    acc = _mm_add_sd(acc, _mm_hsub_pd(products, products));
+    acc = _mm_add_sd(acc, lowMinusHigh(products));
   }
   const __m128d newestTerm = _mm_mul_sd(_mm_load_sd(&newest->b), _mm_load_sd(&newest->x));
   const __m128d output = clampGeneral(_mm_add_sd(newestTerm, acc));
@@ -58,7 +62,7 @@ __m128d fixedSection(IIRTap* taps, __m128d input) {
   // (b0*x0 + b1*x1, a0*y0 + a1*y1), then feed-forward minus feedback.
   const __m128d sums = _mm_add_pd(_mm_mul_pd(history0, coefficients(&taps[0])),
                                   _mm_mul_pd(history1, coefficients(&taps[1])));
-  const __m128d difference = _mm_hsub_pd(sums, sums);
+  const __m128d difference = lowMinusHigh(sums);
   const __m128d newestTerm = _mm_mul_sd(_mm_load_sd(&taps[2].b), input);
   const __m128d output = clampFixed(_mm_add_sd(newestTerm, difference));
   _mm_store_sd(&taps[2].y, output);
