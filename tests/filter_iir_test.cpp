@@ -114,7 +114,12 @@ TEST(IIRFilter, VariantsAgreeBitForBitOverLongSequences) {
 }
 
 using Kernel = double (*)(const IIRFilterState*, double);
-class IIRFilterEdges : public ::testing::TestWithParam<Kernel> {};
+class IIRFilterEdges : public ::testing::TestWithParam<Kernel> {
+ protected:
+  void SetUp() override {
+    if (GetParam() == &kx::avx2::iirFilter) KX_REQUIRE_AVX2();
+  }
+};
 
 TEST_P(IIRFilterEdges, NoSectionReturnsTheInputAndWritesNothing) {
   for (int32_t sections : {0, -1, -7}) {
