@@ -1,6 +1,7 @@
 // In-place narrowing of doubles to floats and widening of floats to doubles.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -111,7 +112,7 @@ TEST(SingleArrToDoubleArrInplace, ReadsNothingOutsideTheBlock) {
     const std::vector<float> input = random.make<float>(count);
     for (bool avx2 : {false, true}) {
       if (avx2 && !kxtest::avx2Available()) continue;
-      std::memcpy(values.data(), input.data(), count * sizeof(float));
+      std::copy(input.begin(), input.end(), reinterpret_cast<float*>(values.data()));
       widening(avx2)(values.data(), count);
       for (uint32_t i = 0; i < count; ++i) {
         ASSERT_TRUE(kxtest::sameBits(values.data()[i], static_cast<double>(input[i])))

@@ -46,7 +46,9 @@ class CanaryBuffer {
   std::span<T> span() { return {data(), count_}; }
   T& operator[](std::size_t i) { return data()[i]; }
 
-  void fill(std::span<const T> values) { std::memcpy(begin_, values.data(), values.size_bytes()); }
+  void fill(std::span<const T> values) {
+    if (!values.empty()) std::memcpy(begin_, values.data(), values.size_bytes());
+  }
 
   bool canariesIntact() const {
     const unsigned char* end = begin_ + count_ * sizeof(T);
@@ -126,7 +128,9 @@ class GuardedBuffer {
   T* data() { return reinterpret_cast<T*>(begin_); }
   std::size_t size() const { return count_; }
   std::span<T> span() { return {data(), count_}; }
-  void fill(std::span<const T> values) { std::memcpy(begin_, values.data(), values.size_bytes()); }
+  void fill(std::span<const T> values) {
+    if (!values.empty()) std::memcpy(begin_, values.data(), values.size_bytes());
+  }
 
  private:
   std::size_t count_;
