@@ -7,6 +7,7 @@ compare as speeds. Benchmarks named <case>/<variant>, without a block, go to a t
 own: items per second where they count items, time per call otherwise.
 """
 import json
+import re
 import sys
 from collections import defaultdict
 
@@ -96,14 +97,21 @@ PEER_TABLES = {
 }
 
 
+def natural_key(text):
+    return [(0, float(part), "") if part.replace(".", "", 1).isdigit() else (1, 0.0, part)
+            for part in re.split(r"(\d+(?:\.\d+)?)", text) if part]
+
+
 def print_peers(table, per_item):
     """per_item: case -> implementation -> nanoseconds per item, in the order registered."""
     print(PEER_TABLES.get(table, f"{table}: time per item against peer libraries."))
     print()
-    implementations = list(dict.fromkeys(i for times in per_item.values() for i in times))
+    # The variants first, then the peers; cases in natural order (by the numbers they name).
+    implementations = sorted({i for times in per_item.values() for i in times},
+                             key=lambda i: (VARIANTS.index(i) if i in VARIANTS else 2, i))
     print("| Case | " + " | ".join(implementations) + " | avx2 against each |")
     print("|---" * (len(implementations) + 2) + "|")
-    for case, times in per_item.items():
+    for case, times in sorted(per_item.items(), key=lambda item: natural_key(item[0])):
         avx2 = times.get("avx2")
         cells = [f"{times[i]:.3f} ns" if i in times else "-" for i in implementations]
         against = ", ".join(f"{times[i] / avx2:.2f}x {i}" for i in implementations
