@@ -30,24 +30,18 @@ __m128d clampFixed(__m128d u) {
   return _mm_max_sd(_mm_min_sd(u, _mm_set_sd(kIIRRail)), _mm_set_sd(-kIIRRail));
 }
 
+// The history moves one tap down and each tap's product pair is formed from the value just
+// moved, in one pass: the same sums, left to right, without reading the taps back.
 __m128d generalSection(IIRTap* taps, int32_t order, __m128d input) {
-  for (int32_t i = 0; i < order; ++i) _mm_store_pd(&taps[i].x, history(&taps[i + 1]));
+  __m128d acc = _mm_setzero_pd();
+  for (int32_t i = 0; i < order; ++i) {
+    const __m128d moved = history(&taps[i + 1]);
+    _mm_store_pd(&taps[i].x, moved);
+    acc = _mm_add_sd(acc, lowMinusHigh(_mm_mul_pd(moved, coefficients(&taps[i]))));
+  }
   IIRTap* newest = taps + order;
   _mm_store_sd(&newest->x, input);
-  __m128d acc = _mm_setzero_pd();
-  // Left to right, one tap at a time: (b*x, a*y) as one multiply, then b*x - a*y.
-  int32_t i = 0;
-  for (; i + 8 <= order; i += 8) {
-    for (int32_t k = 0; k < 8; ++k) {
-      const __m128d products = _mm_mul_pd(history(&taps[i + k]), coefficients(&taps[i + k]));
-      acc = _mm_add_sd(acc, lowMinusHigh(products));
-    }
-  }
-  for (; i < order; ++i) {
-    const __m128d products = _mm_mul_pd(history(&taps[i]), coefficients(&taps[i]));
-    acc = _mm_add_sd(acc, lowMinusHigh(products));
-  }
-  const __m128d newestTerm = _mm_mul_sd(_mm_load_sd(&newest->b), _mm_load_sd(&newest->x));
+  const __m128d newestTerm = _mm_mul_sd(_mm_load_sd(&newest->b), input);
   const __m128d output = clampGeneral(_mm_add_sd(newestTerm, acc));
   _mm_store_sd(&newest->y, output);
   return output;
