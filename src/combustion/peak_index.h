@@ -28,4 +28,23 @@ inline uint32_t floatIndexToUint32(float index) {
   return 0x80000000u;
 }
 
+// The route below kLanes samples: one at a time in index order, each value strictly above the
+// peak replacing it. Returns `end`, as the one-by-one route reports.
+inline uint32_t copyOneByOne(const float* source, float* destination, uint32_t start, uint32_t end,
+                             float baseline, float* maxValue, uint32_t* maxIndex) {
+  float peak = kPeakFloor;
+  uint32_t peakIndex = kNoPeakIndex;
+  for (uint32_t i = start; i < end; ++i) {
+    const float d = source[i] - baseline;
+    destination[i - start] = d;
+    if (d > peak) {
+      peak = d;
+      peakIndex = i;
+    }
+  }
+  *maxValue = peak;
+  *maxIndex = peakIndex;
+  return end;
+}
+
 }  // namespace kx::combustion

@@ -21,17 +21,7 @@ uint32_t copyRawDataToChannels(const float* source, float* destination, uint32_t
 
   const uint32_t count = end - start;
   if (count < kLanes) {
-    for (uint32_t i = start; i < end; ++i) {
-      const float d = source[i] - baseline;
-      destination[i - start] = d;
-      if (d > peak) {
-        peak = d;
-        peakIndex = i;
-      }
-    }
-    *maxValue = peak;
-    *maxIndex = peakIndex;
-    return end;
+    return combustion::copyOneByOne(source, destination, start, end, baseline, maxValue, maxIndex);
   }
 
   const float* in = source + start;
