@@ -997,7 +997,6 @@ void pinkCases(decltype(&::kxcalcPinkFilter_double) pink, SampleGenerator& rando
   }
 }
 
-
 // --- the export table ----------------------------------------------------------------
 
 struct Export {
