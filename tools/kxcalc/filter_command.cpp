@@ -89,9 +89,7 @@ FilterOptions parseFilterOptions(int argc, char** argv) {
   while (reader.next()) {
     const std::string& name = reader.name();
     const char* option = name.c_str();
-    if (reader.helpRequested()) {
-      options.help = true;
-    } else if (takeInputArgument(reader, options.input)) {
+    if (takeSharedArgument(reader, options.help, options.json, options.input)) {
     } else if (name == "--filter") {
       options.band = parseBand(reader.value());
     } else if (name == "--cutoff") {
@@ -133,10 +131,8 @@ FilterOptions parseFilterOptions(int argc, char** argv) {
       containerOfPath(*options.output);
     } else if (name == "--encoding") {
       options.encoding = parseEncoding(reader.value());
-    } else if (name == "--json") {
-      options.json = true;
     } else {
-      throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
+      rejectArgument(reader);
     }
   }
   if (options.help) return options;

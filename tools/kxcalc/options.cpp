@@ -94,6 +94,21 @@ bool takeInputArgument(ArgumentReader& reader, InputOptions& input) {
   return true;
 }
 
+bool takeSharedArgument(ArgumentReader& reader, bool& help, bool& json, InputOptions& input) {
+  if (reader.helpRequested()) {
+    help = true;
+  } else if (reader.name() == "--json" && !reader.positional()) {
+    json = true;
+  } else {
+    return takeInputArgument(reader, input);
+  }
+  return true;
+}
+
+void rejectArgument(const ArgumentReader& reader) {
+  throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
+}
+
 void checkInputOptions(const InputOptions& input) {
   if (input.file) return;
   if (input.rawType) throw UsageError("--type describes a raw FILE, and none was given");

@@ -54,6 +54,13 @@ struct InputOptions {
 // (--variant, --type, --channels, --scale, --offset); returns false for anything else.
 bool takeInputArgument(ArgumentReader& reader, InputOptions& input);
 
+// Takes what every command reads alike: -h/--help, --json and the input arguments above;
+// returns false for anything else.
+bool takeSharedArgument(ArgumentReader& reader, bool& help, bool& json, InputOptions& input);
+
+// Throws UsageError for an argument that no option of the command took.
+[[noreturn]] void rejectArgument(const ArgumentReader& reader);
+
 // Throws UsageError unless the options fit together (e.g. --type without FILE).
 void checkInputOptions(const InputOptions& input);
 

@@ -106,9 +106,7 @@ PlotOptions parsePlotOptions(int argc, char** argv) {
   while (reader.next()) {
     const std::string& name = reader.name();
     const char* option = name.c_str();
-    if (reader.helpRequested()) {
-      options.help = true;
-    } else if (takeInputArgument(reader, options.input)) {
+    if (takeSharedArgument(reader, options.help, options.json, options.input)) {
     } else if (name == "-o" || name == "--output") {
       options.output = reader.value();
     } else if (name == "--size") {
@@ -155,10 +153,8 @@ PlotOptions parsePlotOptions(int argc, char** argv) {
       }
     } else if (name == "--frames") {
       options.frames = parseWholeNumber(option, reader.value(), 1, uint64_t{1} << 32);
-    } else if (name == "--json") {
-      options.json = true;
     } else {
-      throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
+      rejectArgument(reader);
     }
   }
   if (options.help) return options;

@@ -59,9 +59,7 @@ ResampleOptions parseResampleOptions(int argc, char** argv) {
   while (reader.next()) {
     const std::string& name = reader.name();
     const char* option = name.c_str();
-    if (reader.helpRequested()) {
-      options.help = true;
-    } else if (takeInputArgument(reader, options.input)) {
+    if (takeSharedArgument(reader, options.help, options.json, options.input)) {
     } else if (name == "--rate") {
       options.rate = parseRate(option, reader.value(), true);
     } else if (name == "--source-rate") {
@@ -73,10 +71,8 @@ ResampleOptions parseResampleOptions(int argc, char** argv) {
       options.encoding = parseEncoding(reader.value());
     } else if (name == "--frames") {
       options.frames = parseWholeNumber(option, reader.value(), 1, uint64_t{1} << 40);
-    } else if (name == "--json") {
-      options.json = true;
     } else {
-      throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
+      rejectArgument(reader);
     }
   }
   if (options.help) return options;

@@ -34,9 +34,7 @@ StatsOptions parseStatsOptions(int argc, char** argv) {
   ArgumentReader reader(argc, argv, 2);
   while (reader.next()) {
     const std::string& name = reader.name();
-    if (reader.helpRequested()) {
-      options.help = true;
-    } else if (takeInputArgument(reader, options.input)) {
+    if (takeSharedArgument(reader, options.help, options.json, options.input)) {
     } else if (name == "--precision") {
       const std::string text = reader.value();
       if (text == "double") {
@@ -48,10 +46,8 @@ StatsOptions parseStatsOptions(int argc, char** argv) {
       }
     } else if (name == "--frames") {
       options.frames = parseWholeNumber(name.c_str(), reader.value(), 1, uint64_t{1} << 32);
-    } else if (name == "--json") {
-      options.json = true;
     } else {
-      throw UsageError(format("unknown option '%s'", reader.argument().c_str()));
+      rejectArgument(reader);
     }
   }
   if (options.help) return options;
