@@ -28,12 +28,15 @@ inline uint32_t floatIndexToUint32(float index) {
   return 0x80000000u;
 }
 
-// The route below kLanes samples: one at a time in index order, each value strictly above the
-// peak replacing it. Returns `end`, as the one-by-one route reports.
+// The route below kLanes samples (and an empty range): one at a time in index order, each
+// value strictly above the peak replacing it. Returns `end`, or `start` for an empty range.
 inline uint32_t copyOneByOne(const float* source, float* destination, uint32_t start, uint32_t end,
                              float baseline, float* maxValue, uint32_t* maxIndex) {
   float peak = kPeakFloor;
   uint32_t peakIndex = kNoPeakIndex;
+  *maxValue = peak;
+  *maxIndex = peakIndex;
+  if (end <= start) return start;
   for (uint32_t i = start; i < end; ++i) {
     const float d = source[i] - baseline;
     destination[i - start] = d;

@@ -11,16 +11,14 @@ using combustion::kLanes;
 
 uint32_t copyRawDataToChannels(const float* source, float* destination, uint32_t start,
                                uint32_t end, float baseline, float* maxValue, uint32_t* maxIndex) {
+  if (end <= start || end - start < kLanes) {
+    return combustion::copyOneByOne(source, destination, start, end, baseline, maxValue, maxIndex);
+  }
+  const uint32_t count = end - start;
   float peak = combustion::kPeakFloor;
   uint32_t peakIndex = combustion::kNoPeakIndex;
   *maxValue = peak;
   *maxIndex = peakIndex;
-  if (end <= start) return start;
-
-  const uint32_t count = end - start;
-  if (count < kLanes) {
-    return combustion::copyOneByOne(source, destination, start, end, baseline, maxValue, maxIndex);
-  }
 
   const float* in = source + start;
   const __m256 base = _mm256_set1_ps(baseline);
