@@ -131,5 +131,16 @@ inline void mapOnePoint(const XYGraphPointRequest& r) {
   *r.pointCount = 1;
 }
 
+// A call: the record copied before anything is written, then four points or one.
+template <void (*MapFourPoints)(const XYGraphPointRequest&)>
+inline void mapPoints(const XYGraphPointRequest* request) {
+  const XYGraphPointRequest fields = *request;
+  if (fields.pointsLeft > 3) {
+    MapFourPoints(fields);
+  } else {
+    mapOnePoint(fields);
+  }
+}
+
 }  // namespace
 }  // namespace kx::graph

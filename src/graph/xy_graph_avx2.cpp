@@ -121,12 +121,7 @@ void mapFourPoints(const XYGraphPointRequest& r) {
 }  // namespace
 
 void getXYValGraph2D(const XYGraphPointRequest* request) {
-  const XYGraphPointRequest fields = *request;
-  if (fields.pointsLeft > 3) {
-    mapFourPoints(fields);
-  } else {
-    graph::mapOnePoint(fields);
-  }
+  graph::mapPoints<mapFourPoints>(request);
 }
 
 }  // namespace kx::avx2
